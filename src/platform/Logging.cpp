@@ -1,0 +1,9 @@
+#include "platform/Logging.h"
+
+Q_LOGGING_CATEGORY(lcAutomation, "tarnaxe.automation")
+Q_LOGGING_CATEGORY(lcConfig, "tarnaxe.config")
+Q_LOGGING_CATEGORY(lcTransfer, "tarnaxe.transfer")
+Q_LOGGING_CATEGORY(lcEms, "tarnaxe.ems")
+Q_LOGGING_CATEGORY(lcPickers, "tarnaxe.pickers")
+Q_LOGGING_CATEGORY(lcPlatform, "tarnaxe.platform")
+Q_LOGGING_CATEGORY(lcBridge, "tarnaxe.bridge")
