@@ -2,18 +2,22 @@
 
 #include <QLocale>
 #include <QRegularExpression>
-
 #include <cmath>
 
 namespace tarnaxe {
 
 AutomationError::AutomationError(int number, QString description)
     : m_number(number), m_description(std::move(description)), m_utf8(m_description.toUtf8())
-{
-}
+{}
 
-AutomationError AutomationError::overflow() { return {6, QStringLiteral("Overflow")}; }
-AutomationError AutomationError::typeMismatch() { return {13, QStringLiteral("Type mismatch")}; }
+AutomationError AutomationError::overflow()
+{
+    return {6, QStringLiteral("Overflow")};
+}
+AutomationError AutomationError::typeMismatch()
+{
+    return {13, QStringLiteral("Type mismatch")};
+}
 AutomationError AutomationError::notSupported()
 {
     return {438, QStringLiteral("Object doesn't support this property or method")};
@@ -38,7 +42,10 @@ double dateToSerial(const QDateTime& d)
     return days + frac;
 }
 
-double roundHalfEven(double v) { return std::nearbyint(v); }
+double roundHalfEven(double v)
+{
+    return std::nearbyint(v);
+}
 
 } // namespace
 
@@ -47,8 +54,7 @@ bool isNumericText(const QString& text, double* value)
     const QString t = text.trimmed();
     if (t.isEmpty())
         return false;
-    static const QRegularExpression hexOrOct(
-        QStringLiteral("^&([HhOo])([0-9A-Fa-f]+)$"));
+    static const QRegularExpression hexOrOct(QStringLiteral("^&([HhOo])([0-9A-Fa-f]+)$"));
     if (const auto m = hexOrOct.match(t); m.hasMatch()) {
         const bool hex = m.captured(1).compare(QLatin1String("h"), Qt::CaseInsensitive) == 0;
         bool ok = false;
@@ -139,7 +145,8 @@ QString Variant::toText() const
         const double d = std::get<double>(m_value);
         if (d == std::trunc(d) && std::abs(d) < 1e15)
             return QString::number(static_cast<qlonglong>(d));
-        return QString::number(d, 'g', QLocale::FloatingPointShortest);
+        // Automation writes the exponent with a capital E ("1E+20").
+        return QString::number(d, 'g', QLocale::FloatingPointShortest).toUpper();
     }
     case Type::String:
         return stringValue();
@@ -214,23 +221,30 @@ bool Variant::toBool() const
 
 QDateTime Variant::parseDate(const QString& text)
 {
-    const QString t = text.trimmed();
+    QString t = text.trimmed();
+    // Two-digit years follow the automation window: 00-29 are 2000s. The year is widened
+    // before parsing, since a date such as 2/29/00 exists in 2000 but not in 1900.
+    static const QRegularExpression twoDigitYear(
+        QStringLiteral("^([0-9]{1,2}/[0-9]{1,2}/)([0-9]{2})$"));
+    if (const auto m = twoDigitYear.match(t); m.hasMatch()) {
+        const int yy = m.captured(2).toInt();
+        t = m.captured(1) + QString::number(yy < 30 ? 2000 + yy : 1900 + yy);
+    }
     static const QStringList formats = {
-        QStringLiteral("M/d/yy"),             QStringLiteral("M/d/yyyy"),
-        QStringLiteral("M/d/yyyy h:mm:ss AP"), QStringLiteral("M/d/yyyy h:mm AP"),
-        QStringLiteral("M/d/yyyy H:mm:ss"),    QStringLiteral("M/d/yyyy H:mm"),
-        QStringLiteral("yyyy-MM-dd"),          QStringLiteral("yyyy-MM-ddTHH:mm:ss"),
-        QStringLiteral("yyyy-MM-dd HH:mm:ss"), QStringLiteral("M-d-yyyy"),
+        QStringLiteral("M/d/yyyy"),
+        QStringLiteral("M/d/yyyy h:mm:ss AP"),
+        QStringLiteral("M/d/yyyy h:mm AP"),
+        QStringLiteral("M/d/yyyy H:mm:ss"),
+        QStringLiteral("M/d/yyyy H:mm"),
+        QStringLiteral("yyyy-MM-dd"),
+        QStringLiteral("yyyy-MM-ddTHH:mm:ss"),
+        QStringLiteral("yyyy-MM-dd HH:mm:ss"),
+        QStringLiteral("M-d-yyyy"),
     };
     for (const QString& f : formats) {
-        QDateTime d = QDateTime::fromString(t, f);
-        if (d.isValid()) {
-            // Two-digit years follow the automation window: 00-29 are 2000s.
-            if (f.endsWith(QLatin1String("yy")) && !f.endsWith(QLatin1String("yyyy")) &&
-                d.date().year() < 1930)
-                d = d.addYears(100);
+        const QDateTime d = QDateTime::fromString(t, f);
+        if (d.isValid())
             return d;
-        }
     }
     return {};
 }

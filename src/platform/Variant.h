@@ -5,7 +5,6 @@
 
 #include <QDateTime>
 #include <QString>
-
 #include <exception>
 #include <variant>
 
@@ -19,11 +18,11 @@ public:
     const QString& description() const { return m_description; }
     const char* what() const noexcept override { return m_utf8.constData(); }
 
-    static AutomationError overflow();          // 6
-    static AutomationError typeMismatch();      // 13
-    static AutomationError notSupported();      // 438
+    static AutomationError overflow();           // 6
+    static AutomationError typeMismatch();       // 13
+    static AutomationError notSupported();       // 438
     static AutomationError actionNotSupported(); // 445
-    static AutomationError wrongArguments();    // 450
+    static AutomationError wrongArguments();     // 450
 
 private:
     int m_number;

@@ -1,6 +1,7 @@
 #include "support/TempHome.h"
 
 #include <QDir>
+#include <QFile>
 #include <QStandardPaths>
 
 namespace tarnaxe::test {
@@ -39,6 +40,10 @@ QProcessEnvironment TempHome::environment() const
     env.insert(QStringLiteral("XDG_CACHE_HOME"), cacheHome());
     env.insert(QStringLiteral("XDG_STATE_HOME"), stateHome());
     env.insert(QStringLiteral("XDG_DATA_HOME"), dataHome());
+    const QString runtime = path() + QStringLiteral("/run");
+    QDir().mkpath(runtime);
+    QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
     env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
     return env;
 }
