@@ -5,6 +5,7 @@
 #include <QMessageBox>
 #include <QTimer>
 #include <QWidget>
+#include <QWindow>
 
 namespace tarnaxe {
 
@@ -90,14 +91,12 @@ void bringWidgetToFront(QWidget* widget)
 {
     if (!widget)
         return;
-    const QRect geometry = widget->geometry();
-    const bool visible = widget->isVisible();
-    widget->setWindowFlag(Qt::WindowStaysOnTopHint, true);
-    widget->setWindowFlag(Qt::WindowStaysOnTopHint, false);
-    // Changing window flags hides the window and may move it; put both back.
-    if (visible) {
-        widget->setGeometry(geometry);
-        widget->show();
+    // Through the native window, not QWidget::setWindowFlags: that hides the widget, and
+    // hiding a dialog in exec() ends it as if cancelled.
+    if (QWindow* window = widget->windowHandle()) {
+        const Qt::WindowFlags flags = window->flags();
+        window->setFlags(flags | Qt::WindowStaysOnTopHint);
+        window->setFlags(flags);
     }
     widget->raise();
     widget->activateWindow();
