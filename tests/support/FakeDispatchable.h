@@ -1,0 +1,59 @@
+#pragma once
+// A small automation object for host bridge tests: one member of each shape the bridge
+// must serve (gets, a put, converted and by-reference parameters, failures, a member that
+// runs a nested event loop), and a record of what the last call received.
+
+#include "platform/Dispatch.h"
+
+#include <functional>
+
+namespace tarnaxe::test {
+
+class FakeDispatchable : public Dispatchable {
+    Q_OBJECT
+public:
+    enum Slot {
+        Init = 1,   // method () -> "OK"
+        TheNameOf,  // get (sList string, vIndex variant) -> "<list>#<index>"
+        CaptionGet, // get Caption () -> the caption
+        CaptionPut, // put Caption (sCaption string)
+        Scale,      // method (iFactor int16) -> factor * 1000 as int32
+        Widen,      // method (lValue int32) -> lValue
+        Flip,       // method (bOn boolean) -> not bOn
+        Swap,       // method (vA byref, vB byref): exchanges the two
+        Keep,       // method (sText byref string): leaves it, returns no by-ref list
+        Fail,       // method: throws automation error 5
+        Explode,    // method: throws std::runtime_error("disk on fire")
+        Echo,       // method (vValue variant) -> vValue
+        Raise,      // method (sStatus string, sMessage string): raises IOStatus
+        Wait,       // method: runs a nested event loop until release()
+    };
+
+    explicit FakeDispatchable(QObject* parent = nullptr);
+
+    const QList<MemberInfo>& members() const override;
+    const QList<EventInfo>& events() const override;
+    CallResult invoke(int slot, QList<Variant> args) override;
+
+    int lastSlot() const { return m_lastSlot; }
+    const QList<Variant>& lastArgs() const { return m_lastArgs; }
+    int callCount() const { return m_callCount; }
+    bool isWaiting() const { return m_waiting; }
+
+    // Runs inside Wait's nested event loop, as the code of a modal dialog would; the loop
+    // ends when it returns (or on release()).
+    std::function<void()> whileWaiting;
+    void release();
+
+signals:
+    void released();
+
+private:
+    QString m_caption;
+    int m_lastSlot = 0;
+    QList<Variant> m_lastArgs;
+    int m_callCount = 0;
+    bool m_waiting = false;
+};
+
+} // namespace tarnaxe::test
