@@ -5,6 +5,12 @@
 
 namespace tarnaxe {
 
+FormRegistry::~FormRegistry()
+{
+    for (const auto& form : std::as_const(m_loaded))
+        delete form.data();
+}
+
 void FormRegistry::registerFactory(const QString& formName, Factory factory)
 {
     m_factories[formName] = std::move(factory);

@@ -18,6 +18,10 @@ public:
     using Factory = std::function<QObject*()>;
 
     explicit FormRegistry(Ui& ui) : m_ui(ui) {}
+    // Forms still loaded when the agent ends are deleted with the registry.
+    ~FormRegistry();
+    FormRegistry(const FormRegistry&) = delete;
+    FormRegistry& operator=(const FormRegistry&) = delete;
 
     void registerFactory(const QString& formName, Factory factory);
     bool hasFactory(const QString& formName) const;
