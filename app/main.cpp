@@ -3,9 +3,9 @@
 
 #include "Agent.h"
 #include "AgentOptions.h"
-#include "LogSink.h"
 #include "automation/IO.h"
 #include "platform/HostBridge.h"
+#include "platform/LogSink.h"
 #include "platform/Logging.h"
 
 #include <QApplication>
