@@ -106,6 +106,27 @@ private slots:
         QVERIFY(first.events.isEmpty());
     }
 
+    void droppedPageWithADialogOpenLeavesTheAgentServing()
+    {
+        AgentProcess agent;
+        QVERIFY2(agent.start(), qPrintable(agent.error()));
+        {
+            BridgeClient page;
+            QVERIFY(page.open(agent.url()));
+            // SelectFile shows the file dialog and answers only when it is closed.
+            page.sendText(R"({"id": 1, "member": "SelectFile"})");
+            QVERIFY(page.waitForAnswer(1, 1500).isEmpty());
+            page.socket().abort();
+        }
+        BridgeClient other;
+        QVERIFY(other.open(agent.url()));
+        QCOMPARE(other.call(QStringLiteral("Version"), QStringLiteral("get"))
+                     .value(QLatin1String("result"))
+                     .toString(),
+                 QStringLiteral("4.0.6"));
+        QCOMPARE(agent.process().state(), QProcess::Running);
+    }
+
     void commandLine()
     {
         AgentProcess agent;
