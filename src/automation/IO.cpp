@@ -12,8 +12,20 @@
 #include "platform/Ui.h"
 
 #include <QCoreApplication>
+#include <algorithm>
 
 namespace tarnaxe {
+
+namespace {
+
+// Whether any of the five slots names a folder (blanks alone do not).
+bool anyFolderSet(const std::array<QString, 6>& folders)
+{
+    return std::any_of(folders.begin() + 1, folders.end(),
+                       [](const QString& folder) { return !folder.trimmed().isEmpty(); });
+}
+
+} // namespace
 
 IO::IO(AgentContext& context, QObject* parent) : Dispatchable(parent), m_context(context)
 {
@@ -183,21 +195,13 @@ void IO::setMaxKperPDF(qint32 value)
 bool IO::HasEMSExport()
 {
     m_context.settings.load();
-    for (int n = 1; n <= kPlatformSlots; ++n) {
-        if (!m_context.settings.EMSExportPath[n].trimmed().isEmpty())
-            return true;
-    }
-    return false;
+    return anyFolderSet(m_context.settings.EMSExportPath);
 }
 
 bool IO::HasEMSImport()
 {
     m_context.settings.load();
-    for (int n = 1; n <= kPlatformSlots; ++n) {
-        if (!m_context.settings.EMSImportPath[n].trimmed().isEmpty())
-            return true;
-    }
-    return false;
+    return anyFolderSet(m_context.settings.EMSImportPath);
 }
 
 bool IO::HasPhotoPath()

@@ -3,7 +3,7 @@
 
 #include "platform/BridgeHttp.h"
 #include "platform/HostBridge.h"
-#include "support/FakeDispatchable.h"
+#include "support/FakeBridge.h"
 #include "support/RawHttp.h"
 
 #include <QJsonDocument>
@@ -53,31 +53,19 @@ private slots:
 private:
     quint16 startBridge();
 
-    std::unique_ptr<HostBridge> m_bridge;
-    QList<QPointer<FakeDispatchable>> m_objects;
+    FakeBridge m_bridge;
 };
 
 quint16 TestBridgeHttp::startBridge()
 {
     HostBridgeOptions options;
-    options.port = 0;
-    options.version = QStringLiteral("9.9.9");
     options.allowedOrigins = kExtraOrigins;
-    m_bridge = std::make_unique<HostBridge>(options, [this]() -> std::unique_ptr<Dispatchable> {
-        auto object = std::make_unique<FakeDispatchable>();
-        m_objects.append(object.get());
-        return object;
-    });
-    QString error;
-    if (!m_bridge->listen(&error))
-        qWarning() << "listen failed:" << error;
-    return m_bridge->port();
+    return m_bridge.start(options);
 }
 
 void TestBridgeHttp::cleanup()
 {
     m_bridge.reset();
-    m_objects.clear();
 }
 
 void TestBridgeHttp::statusCarriesCorsHeadersForAllowedOriginsOnly_data()
@@ -114,7 +102,7 @@ void TestBridgeHttp::statusCarriesCorsHeadersForAllowedOriginsOnly()
         QCOMPARE(reply.header("access-control-allow-origin"), origin);
         QCOMPARE(reply.header("vary"), QByteArray("Origin"));
     }
-    QCOMPARE(m_objects.size(), 0);
+    QCOMPARE(m_bridge.objects.size(), 0);
 }
 
 void TestBridgeHttp::statusIsRefusedToForeignHost()
@@ -213,7 +201,7 @@ void TestBridgeHttp::handshakeIsRefusedWithReason()
     QCOMPARE(reply.status, 403);
     QVERIFY(reply.closed);
     QCOMPARE(reply.body.trimmed(), withPort(reason, port));
-    QCOMPARE(m_objects.size(), 0);
+    QCOMPARE(m_bridge.objects.size(), 0);
     QCOMPARE(m_bridge->connectionCount(), 0);
 }
 
@@ -227,10 +215,10 @@ void TestBridgeHttp::upgradeWithoutKeyIsRefused()
     QCOMPARE(reply.status, 400);
     QVERIFY(reply.closed);
     QVERIFY2(reply.body.contains("Sec-WebSocket-Key"), reply.body.constData());
-    QCOMPARE(m_objects.size(), 0);
+    QCOMPARE(m_bridge.objects.size(), 0);
     // The server is not left in a state that refuses the next, proper handshake.
     QCOMPARE(httpExchange(port, upgradeRequest(withPort("127.0.0.1:PORT", port), {})).status, 101);
-    QTRY_COMPARE(m_objects.size(), 1);
+    QTRY_COMPARE(m_bridge.objects.size(), 1);
 }
 
 void TestBridgeHttp::handshakeIsAccepted_data()
@@ -255,7 +243,7 @@ void TestBridgeHttp::handshakeIsAccepted()
     const quint16 port = startBridge();
     const HttpReply reply = httpExchange(port, upgradeRequest(withPort(host, port), origin));
     QCOMPARE(reply.status, 101);
-    QTRY_COMPARE(m_objects.size(), 1);
+    QTRY_COMPARE(m_bridge.objects.size(), 1);
 }
 
 void TestBridgeHttp::requestHeadArrivingInPiecesIsAwaited()
@@ -265,7 +253,7 @@ void TestBridgeHttp::requestHeadArrivingInPiecesIsAwaited()
     const HttpReply reply =
         httpExchange(port, {request.left(20), request.mid(20, 40), request.mid(60)});
     QCOMPARE(reply.status, 101);
-    QTRY_COMPARE(m_objects.size(), 1);
+    QTRY_COMPARE(m_bridge.objects.size(), 1);
 }
 
 void TestBridgeHttp::oversizedRequestHeadIsRefused()

@@ -2,7 +2,7 @@
 // automation object per connection; calls, events, order, and the objects' lifetime.
 
 #include "platform/HostBridge.h"
-#include "support/FakeDispatchable.h"
+#include "support/FakeBridge.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 using namespace tarnaxe;
+using namespace tarnaxe::test;
 using tarnaxe::test::FakeDispatchable;
 
 namespace {
@@ -96,31 +97,19 @@ private slots:
 private:
     quint16 startBridge(HostBridgeOptions options = {});
 
-    std::unique_ptr<HostBridge> m_bridge;
-    QList<QPointer<FakeDispatchable>> m_objects;
+    FakeBridge m_bridge;
 };
 
 quint16 TestHostBridge::startBridge(HostBridgeOptions options)
 {
-    options.port = 0;
-    options.version = QStringLiteral("9.9.9");
     if (options.allowedOrigins.isEmpty())
         options.allowedOrigins = kExtraOrigins;
-    m_bridge = std::make_unique<HostBridge>(options, [this]() -> std::unique_ptr<Dispatchable> {
-        auto object = std::make_unique<FakeDispatchable>();
-        m_objects.append(object.get());
-        return object;
-    });
-    QString error;
-    if (!m_bridge->listen(&error))
-        qWarning() << "listen failed:" << error;
-    return m_bridge->port();
+    return m_bridge.start(options);
 }
 
 void TestHostBridge::cleanup()
 {
     m_bridge.reset();
-    m_objects.clear();
 }
 
 void TestHostBridge::callsAreAnsweredWithOneObjectPerConnection()
@@ -145,7 +134,7 @@ void TestHostBridge::callsAreAnsweredWithOneObjectPerConnection()
     Client second;
     QVERIFY(second.open(port));
     QTRY_COMPARE(m_bridge->connectionCount(), 2);
-    QCOMPARE(m_objects.size(), 2);
+    QCOMPARE(m_bridge.objects.size(), 2);
     QCOMPARE(second.call(R"({"id":1,"member":"Caption","kind":"get"})"),
              QJsonObject({{"id", 1}, {"result", ""}}));
 }
@@ -155,7 +144,7 @@ void TestHostBridge::eventsReachTheClient()
     const quint16 port = startBridge();
     Client client;
     QVERIFY(client.open(port));
-    QTRY_COMPARE(m_objects.size(), 1);
+    QTRY_COMPARE(m_bridge.objects.size(), 1);
 
     // An event raised by a call arrives before the call's answer.
     const QJsonObject answer =
@@ -167,7 +156,7 @@ void TestHostBridge::eventsReachTheClient()
                           {"args", QJsonArray{"BUSY", "Save Collected Information"}}}));
 
     // And one raised on its own, as a timer of the agent would.
-    emit m_objects[0]->eventRaised(QStringLiteral("PublishInfo"), {});
+    emit m_bridge.objects[0]->eventRaised(QStringLiteral("PublishInfo"), {});
     QTRY_COMPARE(client.received.size(), 3);
     QCOMPARE(client.received[2], QJsonObject({{"event", "PublishInfo"}, {"args", QJsonArray()}}));
 }
@@ -233,7 +222,7 @@ void TestHostBridge::badFramesAreAnsweredAndConnectionStaysUsable()
     QCOMPARE(client.received[3].value("error").toObject().value("number"), QJsonValue(438));
     QCOMPARE(client.received[4], QJsonObject({{"id", 5}, {"result", "OK"}}));
     QCOMPARE(client.socket.state(), QAbstractSocket::ConnectedState);
-    QCOMPARE(m_objects.at(0)->callCount(), 1);
+    QCOMPARE(m_bridge.objects.at(0)->callCount(), 1);
 }
 
 void TestHostBridge::objectIsDestroyedWhenConnectionCloses_data()
@@ -250,8 +239,8 @@ void TestHostBridge::objectIsDestroyedWhenConnectionCloses()
     QSignalSpy closed(m_bridge.get(), &HostBridge::connectionClosed);
     Client client;
     QVERIFY(client.open(port));
-    QTRY_COMPARE(m_objects.size(), 1);
-    const QPointer<FakeDispatchable> object = m_objects[0];
+    QTRY_COMPARE(m_bridge.objects.size(), 1);
+    const QPointer<FakeDispatchable> object = m_bridge.objects[0];
     QCOMPARE(client.call(R"({"id":1,"member":"Init"})").value("result"), QJsonValue("OK"));
 
     if (abort)
@@ -269,8 +258,8 @@ void TestHostBridge::connectionDroppedDuringNestedLoopKeepsObjectUntilCallReturn
     QSignalSpy closed(m_bridge.get(), &HostBridge::connectionClosed);
     Client dropped;
     QVERIFY(dropped.open(port));
-    QTRY_COMPARE(m_objects.size(), 1);
-    const QPointer<FakeDispatchable> object = m_objects[0];
+    QTRY_COMPARE(m_bridge.objects.size(), 1);
+    const QPointer<FakeDispatchable> object = m_bridge.objects[0];
 
     // What happens while the call sits in its nested loop, as under a modal dialog.
     Client other;
