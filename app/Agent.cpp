@@ -7,10 +7,15 @@
 namespace tarnaxe {
 
 Agent::Agent(const QString& settingsFile)
-    : m_settings(settingsFile),
-      m_forms(m_ui), m_context{m_settings, m_state, m_lists, m_ui, m_forms, Services{}, [] {
-                                   QCoreApplication::processEvents();
-                               }}
+    : m_settings(settingsFile), m_forms(m_ui), m_context{m_settings,
+                                                         m_state,
+                                                         m_lists,
+                                                         m_ui,
+                                                         m_forms,
+                                                         Services{nullptr, nullptr, &m_estimates},
+                                                         [] {
+                                                             QCoreApplication::processEvents();
+                                                         }}
 {}
 
 std::unique_ptr<Dispatchable> Agent::newIO()

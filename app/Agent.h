@@ -8,6 +8,7 @@
 #include "automation/FormRegistry.h"
 #include "automation/SharedState.h"
 #include "config/LocalSettings.h"
+#include "ems/EmsReader.h"
 #include "platform/QtUi.h"
 
 #include <memory>
@@ -29,6 +30,7 @@ private:
     AttachmentLists m_lists;
     QtUi m_ui;
     FormRegistry m_forms;
+    EmsReader m_estimates;
     AgentContext m_context;
 };
 

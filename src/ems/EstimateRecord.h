@@ -31,6 +31,11 @@ struct EstimateRecord {
     QString platformCode;
     QString status;
 
+    // Envelope information, filled when the estimate is attached.
+    qint64 envelopeSize = 0;
+    bool supplement = false;
+    int estimateType = 0; // platform code "A" 1, "C" 2, "M" 3, "P" 4, any other 0
+
     // Preparse information, filled before an upload.
     QString insuranceCompany;
     QString preparsedClaimNumber;

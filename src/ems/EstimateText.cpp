@@ -1,0 +1,65 @@
+#include "ems/EstimateText.h"
+
+namespace tarnaxe {
+
+QString trimBlanks(const QString& text)
+{
+    qsizetype begin = 0;
+    while (begin < text.size() && text.at(begin) == QLatin1Char(' '))
+        ++begin;
+    return trimTrailingBlanks(text.mid(begin));
+}
+
+QString trimTrailingBlanks(const QString& text)
+{
+    qsizetype end = text.size();
+    while (end > 0 && text.at(end - 1) == QLatin1Char(' '))
+        --end;
+    return text.left(end);
+}
+
+QString joinPersonName(const QString& last, const QString& first)
+{
+    if (!last.isEmpty() && !first.isEmpty())
+        return last + QStringLiteral(", ") + first;
+    return last.isEmpty() ? first : last;
+}
+
+QString listedName(const QString& last, const QString& first, const QString& company)
+{
+    const QString l = trimBlanks(last);
+    const QString f = trimBlanks(first);
+    if (l.isEmpty() && f.isEmpty())
+        return trimBlanks(company);
+    return joinPersonName(l, f);
+}
+
+QString listedVehicle(const QString& year, const QString& make, const QString& model)
+{
+    // A missing middle part leaves its two blanks; only the ends are trimmed.
+    return trimBlanks(trimBlanks(year) + QLatin1Char(' ') + trimBlanks(make) +
+                      QLatin1Char(' ') + trimBlanks(model));
+}
+
+CreationTexts creationTexts(const Variant& createDate)
+{
+    if (createDate.type() != Variant::Type::Date || !createDate.dateValue().isValid())
+        return {QStringLiteral("???"), QStringLiteral("???")};
+    const QDateTime& when = createDate.dateValue();
+    return {when.toString(QStringLiteral("MM/dd/yy")),
+            when.toString(QStringLiteral("yyyyMMddHHmmss"))};
+}
+
+std::optional<qint32> amountInCents(const Variant& amount)
+{
+    // Numeric fields come as text; a logical or a date is no amount.
+    if (!amount.isString())
+        return std::nullopt;
+    try {
+        return Variant(amount.toDouble() * 100.0).toInt32();
+    } catch (const AutomationError&) {
+        return std::nullopt;
+    }
+}
+
+} // namespace tarnaxe
