@@ -21,12 +21,6 @@ SplitPath splitPath(const QString& path)
     return {slash == 0 ? QStringLiteral("/") : path.left(slash), path.mid(slash + 1)};
 }
 
-void appendOnce(QStringList& list, const QString& name)
-{
-    if (!list.contains(name))
-        list.append(name);
-}
-
 // The spellings that programs actually write: the whole name in one case, or the base in
 // one case and the suffix in another, with the member letter ("V" of "QYUZK0PV.veh") in
 // either. Each costs one stat, much less than listing a folder of a few thousand sets.
@@ -37,20 +31,37 @@ QStringList caseVariants(const QString& stem, const QString& suffix)
     const QString extension = dot < 0 ? suffix : suffix.mid(dot);
     QStringList variants;
     for (const QString& s : {stem, stem.toLower(), stem.toUpper()}) {
-        appendOnce(variants, s + suffix);
-        appendOnce(variants, s + suffix.toUpper());
-        appendOnce(variants, s + letter.toUpper() + extension.toLower());
-        appendOnce(variants, s + letter.toLower() + extension.toUpper());
+        for (const QString& name : {s + suffix.toLower(), s + suffix.toUpper(),
+                                    s + letter.toUpper() + extension.toLower(),
+                                    s + letter.toLower() + extension.toUpper()}) {
+            if (!variants.contains(name))
+                variants.append(name);
+        }
     }
     return variants;
 }
 
-QString firstExistingVariant(const SplitPath& at, const QString& suffix)
+// The spellings in the expected case first, each alone, as one of them is found almost
+// always; the other cases only when none is.
+QString firstVariant(const SplitPath& at, const QStringList& suffixes, LetterCase suffixCase,
+                     const std::function<bool(const QString&)>& accept)
 {
-    for (const QString& name : caseVariants(at.name, suffix)) {
-        const QString path = joinPath(at.folder, name);
-        if (fileExists(path))
+    QStringList tried;
+    for (const QString& suffix : suffixes) {
+        const QString name =
+            at.name + (suffixCase == LetterCase::Upper ? suffix.toUpper() : suffix.toLower());
+        if (const QString path = joinPath(at.folder, name); accept(path))
             return path;
+        tried.append(name);
+    }
+    for (const QString& suffix : suffixes) {
+        for (const QString& name : caseVariants(at.name, suffix)) {
+            if (tried.contains(name))
+                continue;
+            tried.append(name);
+            if (const QString path = joinPath(at.folder, name); accept(path))
+                return path;
+        }
     }
     return {};
 }
@@ -91,31 +102,51 @@ QStringList emsMemberSuffixes(EmsMember member)
     return {};
 }
 
+LetterCase extensionCase(const QString& path)
+{
+    const qsizetype dot = path.lastIndexOf(QLatin1Char('.'));
+    if (dot < 0)
+        return LetterCase::Lower;
+    const QString extension = path.mid(dot + 1);
+    return extension != extension.toLower() && extension == extension.toUpper() ? LetterCase::Upper
+                                                                                : LetterCase::Lower;
+}
+
 QString findExistingFile(const QString& path)
 {
     const SplitPath at = splitPath(path);
     if (at.name.isEmpty())
         return {};
-    const QString found = firstExistingVariant(at, QString());
+    const QString found = firstVariant(at, {QString()}, LetterCase::Lower, fileExists);
     return found.isEmpty() ? findByListing(at, QString()) : found;
 }
 
-QString emsMemberPath(const QString& base, EmsMember member)
+// The folder is listed only when no usual spelling exists. So a set whose plain spelling is
+// in an odd case ("0001.Ad1") and whose letter spelling also exists reads the letter one; a
+// set never holds both.
+QString usualSpelling(const QString& base, EmsMember member, LetterCase suffixCase,
+                      const std::function<bool(const QString&)>& accept)
+{
+    return firstVariant(splitPath(base), emsMemberSuffixes(member), suffixCase, accept);
+}
+
+QString memberByListing(const QString& base, EmsMember member)
 {
     const SplitPath at = splitPath(base);
-    const QStringList suffixes = emsMemberSuffixes(member);
-    // The folder is listed only when no usual spelling exists. So a set whose plain
-    // spelling is in an odd mixed case ("0001.Ad1") and whose letter spelling also exists
-    // reads the letter one; a set never holds both.
-    for (const QString& suffix : suffixes) {
-        if (const QString found = firstExistingVariant(at, suffix); !found.isEmpty())
-            return found;
-    }
-    for (const QString& suffix : suffixes) {
+    for (const QString& suffix : emsMemberSuffixes(member)) {
         if (const QString found = findByListing(at, suffix); !found.isEmpty())
             return found;
     }
-    return base + suffixes.first();
+    return {};
+}
+
+QString emsMemberPath(const QString& base, EmsMember member, LetterCase suffixCase)
+{
+    if (const QString found = usualSpelling(base, member, suffixCase, fileExists); !found.isEmpty())
+        return found;
+    if (const QString found = memberByListing(base, member); !found.isEmpty())
+        return found;
+    return base + emsMemberSuffixes(member).first();
 }
 
 } // namespace tarnaxe

@@ -5,6 +5,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <functional>
 
 namespace tarnaxe {
 
@@ -24,9 +25,26 @@ QStringList emsMemberSuffixes(EmsMember member);
 // empty when there is none.
 QString findExistingFile(const QString& path);
 
+// Programs write a whole set in one case as a rule, so members are looked for first in
+// the case of the envelope's extension.
+enum class LetterCase { Lower, Upper };
+// Upper when the path's extension (after its last ".") has letters and all are capitals.
+LetterCase extensionCase(const QString& path);
+
 // The file of a member of the set at base: the first spelling that exists as a non-empty
 // file, without regard to case. When none exists, base + the first spelling, so that the
 // open reports the file as missing.
-QString emsMemberPath(const QString& base, EmsMember member);
+QString emsMemberPath(const QString& base, EmsMember member,
+                      LetterCase suffixCase = LetterCase::Lower);
+
+// The two halves of emsMemberPath, for callers that test a path by opening it.
+// usualSpelling offers accept the spellings in the cases that programs write, until accept
+// returns true, and returns that path (empty when it never does): each spelling with its
+// suffix in suffixCase, then each in the other cases (the suffix or the whole name in
+// upper or lower case, the member letter in either). memberByListing then looks for each
+// spelling in a listing of the folder; empty when there is none.
+QString usualSpelling(const QString& base, EmsMember member, LetterCase suffixCase,
+                      const std::function<bool(const QString&)>& accept);
+QString memberByListing(const QString& base, EmsMember member);
 
 } // namespace tarnaxe

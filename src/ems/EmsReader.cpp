@@ -67,27 +67,25 @@ bool tooOld(const QString& envelopePath, const QDate& cutOff)
 {
     if (!cutOff.isValid() || cutOff <= kNoAgeLimit)
         return false;
-    const QFileInfo info(envelopePath);
-    // A missing envelope is no older than anything; the open reports it.
-    return info.exists() && info.lastModified() < QDateTime(cutOff, QTime(0, 0));
+    QFileInfo info(envelopePath);
+    if (!info.exists()) {
+        // A missing envelope is no older than anything; the open reports it.
+        const QString found = findExistingFile(envelopePath);
+        if (found.isEmpty())
+            return false;
+        info.setFile(found);
+    }
+    return info.lastModified() < QDateTime(cutOff, QTime(0, 0));
 }
 
-// The envelope as given when it exists, else the same name in another case.
-QString envelopeFile(const QString& envelopePath)
-{
-    if (QFileInfo(envelopePath).isFile())
-        return envelopePath;
-    const QString found = findExistingFile(envelopePath);
-    return found.isEmpty() ? envelopePath : found;
-}
+const QString kFileNotFound = QStringLiteral("File Not Found");
 
 // Closes every reader when an operation leaves, whichever way it leaves.
 class CloseAll {
 public:
     explicit CloseAll(std::array<std::unique_ptr<clsXBASE>, kEmsMemberCount>& readers)
         : m_readers(readers)
-    {
-    }
+    {}
     ~CloseAll()
     {
         for (const auto& reader : m_readers) {
@@ -128,19 +126,51 @@ void EmsReader::fail(const QString& message, const QString& file)
     m_lastErrorFile = file;
 }
 
-bool EmsReader::openMember(EmsMember member, const QString& path)
+bool EmsReader::readFirstRecord(EmsMember member, const QString& path)
 {
     clsXBASE& table = reader(member);
     m_paths[slotOf(member)] = path;
-    if (table.OpenFile(path) && table.ReadRecord(1))
+    if (table.IsOpen() && table.ReadRecord(1))
         return true;
     fail(table.ErrorMessage(), path);
     return false;
 }
 
-bool EmsReader::openMemberOf(EmsMember member, const QString& base)
+bool EmsReader::openEnvelope(const QString& envelopePath)
 {
-    return openMember(member, emsMemberPath(base, member));
+    clsXBASE& table = reader(EmsMember::Envelope);
+    QString path = envelopePath;
+    if (!table.OpenFile(path) && table.ErrorMessage() == kFileNotFound) {
+        if (const QString found = findExistingFile(envelopePath); !found.isEmpty()) {
+            path = found;
+            table.OpenFile(path);
+        }
+    }
+    return readFirstRecord(EmsMember::Envelope, path);
+}
+
+EmsReader::MemberLookup EmsReader::lookupOfOpenedEnvelope() const
+{
+    const QString& envelope = m_paths[slotOf(EmsMember::Envelope)];
+    return {emsBaseName(envelope), extensionCase(envelope)};
+}
+
+bool EmsReader::openMemberOf(EmsMember member, const MemberLookup& lookup)
+{
+    clsXBASE& table = reader(member);
+    // Opening is the test for existence: a missing or empty file is "File Not Found", and
+    // any other failure ends the search at the member that is there.
+    QString path =
+        usualSpelling(lookup.base, member, lookup.suffixCase, [&table](const QString& candidate) {
+            return table.OpenFile(candidate) || table.ErrorMessage() != kFileNotFound;
+        });
+    if (path.isEmpty()) {
+        path = memberByListing(lookup.base, member);
+        if (path.isEmpty())
+            path = lookup.base + emsMemberSuffixes(member).first();
+        table.OpenFile(path);
+    }
+    return readFirstRecord(member, path);
 }
 
 Variant EmsReader::value(EmsMember member, const QString& fieldName)
@@ -166,17 +196,17 @@ bool EmsReader::readBasicInfo(const QString& envelopePath, const QDate& cutOff,
              envelopePath);
         return false;
     }
-    const QString base = emsBaseName(envelopePath);
-    if (!openMember(EmsMember::Envelope, envelopeFile(envelopePath)))
+    if (!openEnvelope(envelopePath))
         return false;
+    const MemberLookup lookup = lookupOfOpenedEnvelope();
     const QString code = text(EmsMember::Envelope, field::estSystem);
     for (EmsMember member : {EmsMember::Administrative1, EmsMember::Administrative2,
                              EmsMember::Vehicle, EmsMember::Totals}) {
-        if (!openMemberOf(member, base))
+        if (!openMemberOf(member, lookup))
             return false;
     }
     if (platformLetter(code) != QLatin1String("A") &&
-        !openMemberOf(EmsMember::ProfileTotals, base))
+        !openMemberOf(EmsMember::ProfileTotals, lookup))
         return false;
 
     record.envelopeFile = envelopePath;
@@ -186,7 +216,7 @@ bool EmsReader::readBasicInfo(const QString& envelopePath, const QDate& cutOff,
     record.claimNumber = text(EmsMember::Administrative1, field::claimNo);
     record.platformCode = code;
     record.status = text(EmsMember::Envelope, field::status);
-    record.baseName = base;
+    record.baseName = emsBaseName(envelopePath);
     const CreationTexts created = creationTexts(value(EmsMember::Envelope, field::createDate));
     record.creationDate = created.date;
     record.creationStamp = created.stamp;
@@ -206,18 +236,16 @@ bool EmsReader::readBasicInfo(const QString& envelopePath, const QDate& cutOff,
     return true;
 }
 
-bool EmsReader::readField(const QString& envelopePath, const QString& fieldName,
-                          Variant& value)
+bool EmsReader::readField(const QString& envelopePath, const QString& fieldName, Variant& value)
 {
     const CloseAll closer(m_readers);
     value = Variant(QString());
-    const QString base = emsBaseName(envelopePath);
-    if (!openMember(EmsMember::Envelope, envelopeFile(envelopePath)))
+    if (!openEnvelope(envelopePath))
         return false;
-    const std::array<EmsMember, 3> others = {
-        EmsMember::Administrative1, EmsMember::Administrative2, EmsMember::Vehicle};
-    for (EmsMember member : others) {
-        if (!openMemberOf(member, base))
+    const MemberLookup lookup = lookupOfOpenedEnvelope();
+    for (EmsMember member :
+         {EmsMember::Administrative1, EmsMember::Administrative2, EmsMember::Vehicle}) {
+        if (!openMemberOf(member, lookup))
             return false;
     }
     // A table that has the field but cannot convert it (a broken memo) passes the
@@ -245,14 +273,14 @@ bool EmsReader::readField(const QString& envelopePath, const QString& fieldName,
 bool EmsReader::fillEnvelopeInfo(EstimateRecord& entry)
 {
     const CloseAll closer(m_readers);
-    const QString path = envelopeFile(entry.envelopeFile);
-    entry.envelopeSize = QFileInfo(path).size();
+    const bool opened = openEnvelope(entry.envelopeFile);
+    entry.envelopeSize = QFileInfo(m_paths[slotOf(EmsMember::Envelope)]).size();
     entry.parsed = false;
-    if (!openMember(EmsMember::Envelope, path))
+    if (!opened)
         return false;
     // "E" is an estimate and "S" a supplement; any other value is taken as an estimate.
-    entry.supplement = platformLetter(text(EmsMember::Envelope, field::transType)) ==
-                       QLatin1String("S");
+    entry.supplement =
+        platformLetter(text(EmsMember::Envelope, field::transType)) == QLatin1String("S");
     entry.estimateType = estimateTypeOf(text(EmsMember::Envelope, field::estSystem));
     entry.estimateFileId = text(EmsMember::Envelope, field::estFileId);
     entry.status = text(EmsMember::Envelope, field::status);
@@ -266,27 +294,28 @@ bool EmsReader::fillPreparseInfo(EstimateRecord& entry)
     const CloseAll closer(m_readers);
     // The entry's path always names an envelope: its extension is cut, not looked for.
     const QString envelopePath = trimBlanks(entry.envelopeFile);
-    const QString base = envelopePath.left(qMax<qsizetype>(0, envelopePath.size() - 4));
+    const MemberLookup lookup{envelopePath.left(qMax<qsizetype>(0, envelopePath.size() - 4)),
+                              extensionCase(envelopePath)};
     bool complete = true;
     auto rtrim = [this](EmsMember member, const QString& name) {
         return trimTrailingBlanks(text(member, name));
     };
 
-    if (openMemberOf(EmsMember::Administrative1, base)) {
+    if (openMemberOf(EmsMember::Administrative1, lookup)) {
         const EmsMember ad1 = EmsMember::Administrative1;
         entry.preparsedClaimNumber = rtrim(ad1, field::claimNo);
         entry.preparsedPolicyNumber = rtrim(ad1, field::policyNo);
         entry.insuranceCompany = rtrim(ad1, field::insuranceCompany);
-        entry.insuredName = joinPersonName(rtrim(ad1, field::insuredLast),
-                                           rtrim(ad1, field::insuredFirst));
+        entry.insuredName =
+            joinPersonName(rtrim(ad1, field::insuredLast), rtrim(ad1, field::insuredFirst));
         entry.ownerName =
             joinPersonName(rtrim(ad1, field::ownerLast), rtrim(ad1, field::ownerFirst));
         if (platformLetter(text(ad1, field::customerPrincipal)) != QLatin1String("C")) {
             entry.claimantName.clear();
-        } else if (openMemberOf(EmsMember::Administrative2, base)) {
+        } else if (openMemberOf(EmsMember::Administrative2, lookup)) {
             const EmsMember ad2 = EmsMember::Administrative2;
-            entry.claimantName = joinPersonName(rtrim(ad2, field::claimantLast),
-                                                rtrim(ad2, field::claimantFirst));
+            entry.claimantName =
+                joinPersonName(rtrim(ad2, field::claimantLast), rtrim(ad2, field::claimantFirst));
         } else {
             complete = false;
         }
@@ -294,7 +323,7 @@ bool EmsReader::fillPreparseInfo(EstimateRecord& entry)
         complete = false;
     }
 
-    if (openMemberOf(EmsMember::Vehicle, base)) {
+    if (openMemberOf(EmsMember::Vehicle, lookup)) {
         const EmsMember veh = EmsMember::Vehicle;
         entry.vehicleDescription = rtrim(veh, field::modelYear) + QLatin1Char(' ') +
                                    rtrim(veh, field::make) + QLatin1Char(' ') +
@@ -304,7 +333,7 @@ bool EmsReader::fillPreparseInfo(EstimateRecord& entry)
         complete = false;
     }
 
-    if (openMemberOf(EmsMember::Totals, base)) {
+    if (openMemberOf(EmsMember::Totals, lookup)) {
         if (const auto cents = amountInCents(value(EmsMember::Totals, field::total))) {
             entry.totalCents = *cents;
         } else {

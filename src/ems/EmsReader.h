@@ -31,17 +31,18 @@ public:
     // The value of fieldName from the envelope, else administrative 1, administrative 2
     // or the vehicle table, the first that has it. False, with an empty value, when any
     // of the four cannot be read or none has the field.
-    bool readField(const QString& envelopePath, const QString& fieldName,
-                   Variant& value) override;
+    bool readField(const QString& envelopePath, const QString& fieldName, Variant& value) override;
 
     // The envelope's length, supplement flag, estimate type, file id, status and
     // supplement number; clears the parsed flag. False when the envelope cannot be read
     // (the length is recorded even then).
     bool fillEnvelopeInfo(EstimateRecord& entry);
 
-    // The preparse values of the entry, from the set its envelope path names. The values
-    // of a member that cannot be read stay as they were; the entry is marked parsed in
-    // any case. False when a member was not read.
+    // The preparse values of the entry, from the set its envelope path names (the path
+    // less its last four characters is the base). The claimant name is filled only when
+    // CUST_PR is "C" and emptied otherwise. The values of a member that cannot be read
+    // stay as they were; the entry is marked parsed in any case. False when a member was
+    // not read or N_TTL_AMT holds no amount.
     bool fillPreparseInfo(EstimateRecord& entry);
 
     // Why the last operation failed: the failing reader's ErrorMessage (or the age
@@ -51,9 +52,18 @@ public:
 
 private:
     clsXBASE& reader(EmsMember member);
-    // Opens the member's table and reads its first record.
-    bool openMember(EmsMember member, const QString& path);
-    bool openMemberOf(EmsMember member, const QString& base);
+    // Where the other members of a set are looked for.
+    struct MemberLookup {
+        QString base;
+        LetterCase suffixCase = LetterCase::Lower;
+    };
+    // The set of the envelope that openEnvelope opened, as named on disk.
+    MemberLookup lookupOfOpenedEnvelope() const;
+
+    // Each opens a member's table and reads its first record.
+    bool openEnvelope(const QString& envelopePath);
+    bool openMemberOf(EmsMember member, const MemberLookup& lookup);
+    bool readFirstRecord(EmsMember member, const QString& path);
     QString text(EmsMember member, const QString& fieldName);
     Variant value(EmsMember member, const QString& fieldName);
     void succeed();

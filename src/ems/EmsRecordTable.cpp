@@ -15,8 +15,7 @@ namespace {
 
 std::array<EmsRecordRow, kEmsRecordRows> buildTable()
 {
-    auto row = [](const char* display, const char* field, const char* letter,
-                  const char* plain) {
+    auto row = [](const char* display, const char* field, const char* letter, const char* plain) {
         return EmsRecordRow{QString::fromLatin1(display), QString::fromLatin1(field),
                             QString::fromLatin1(letter), QString::fromLatin1(plain)};
     };
@@ -50,9 +49,8 @@ class FolderFiles {
 public:
     explicit FolderFiles(const QString& folder) : m_folder(folder)
     {
-        const QStringList names =
-            QDir(folder.isEmpty() ? QStringLiteral(".") : folder)
-                .entryList(QDir::Files | QDir::Hidden, QDir::Name);
+        const QStringList names = QDir(folder.isEmpty() ? QStringLiteral(".") : folder)
+                                      .entryList(QDir::Files | QDir::Hidden, QDir::Name);
         for (const QString& name : names) {
             // Sorted by name, so of names equal without regard to case the first stays.
             const QString key = name.toLower();
@@ -79,6 +77,30 @@ private:
     QHash<QString, QString> m_names;
 };
 
+struct SplitBase {
+    QString folder;
+    QString stem;
+};
+
+SplitBase splitBase(const QString& base)
+{
+    const qsizetype slash = base.lastIndexOf(QLatin1Char('/'));
+    // The root keeps its slash.
+    return {slash < 0 ? QString() : base.left(qMax<qsizetype>(slash, 1)), base.mid(slash + 1)};
+}
+
+EmsNamingStyle namingStyle(const FolderFiles& files, const QString& stem,
+                           const QString& platformCode)
+{
+    if (!files.find(stem + QStringLiteral("a.ad1")).isEmpty())
+        return EmsNamingStyle::Letter;
+    if (!files.find(stem + QStringLiteral(".ad1")).isEmpty())
+        return EmsNamingStyle::Plain;
+    const QString code = trimBlanks(platformCode).toUpper();
+    return code == QLatin1String("A") || code == QLatin1String("M") ? EmsNamingStyle::Letter
+                                                                    : EmsNamingStyle::Plain;
+}
+
 } // namespace
 
 const std::array<EmsRecordRow, kEmsRecordRows>& emsRecordTable()
@@ -89,26 +111,19 @@ const std::array<EmsRecordRow, kEmsRecordRows>& emsRecordTable()
 
 EmsNamingStyle emsNamingStyle(const QString& base, const QString& platformCode)
 {
-    if (!findExistingFile(base + QStringLiteral("a.ad1")).isEmpty())
-        return EmsNamingStyle::Letter;
-    if (!findExistingFile(base + QStringLiteral(".ad1")).isEmpty())
-        return EmsNamingStyle::Plain;
-    const QString code = trimBlanks(platformCode).toUpper();
-    return code == QLatin1String("A") || code == QLatin1String("M") ? EmsNamingStyle::Letter
-                                                                     : EmsNamingStyle::Plain;
+    const SplitBase at = splitBase(base);
+    return namingStyle(FolderFiles(at.folder), at.stem, platformCode);
 }
 
 int collectEstimateFiles(EstimateRecord& entry)
 {
     entry.files.clear();
     entry.totalSize = 0;
-    const QString base = entry.baseName.isEmpty() ? emsBaseName(entry.envelopeFile)
-                                                  : entry.baseName;
-    const qsizetype slash = base.lastIndexOf(QLatin1Char('/'));
-    const QString folder = slash < 0 ? QString() : base.left(qMax<qsizetype>(slash, 1));
-    const QString stem = base.mid(slash + 1);
-    const bool letter = emsNamingStyle(base, entry.platformCode) == EmsNamingStyle::Letter;
-    const FolderFiles files(folder);
+    const SplitBase at =
+        splitBase(entry.baseName.isEmpty() ? emsBaseName(entry.envelopeFile) : entry.baseName);
+    const QString& stem = at.stem;
+    const FolderFiles files(at.folder);
+    const bool letter = namingStyle(files, stem, entry.platformCode) == EmsNamingStyle::Letter;
 
     const auto& table = emsRecordTable();
     for (int k = 0; k < kEmsRecordRows; ++k) {

@@ -1,5 +1,8 @@
 #include "ems/EstimateText.h"
 
+#include <cstdio>
+#include <cstdlib>
+
 namespace tarnaxe {
 
 QString trimBlanks(const QString& text)
@@ -37,17 +40,25 @@ QString listedName(const QString& last, const QString& first, const QString& com
 QString listedVehicle(const QString& year, const QString& make, const QString& model)
 {
     // A missing middle part leaves its two blanks; only the ends are trimmed.
-    return trimBlanks(trimBlanks(year) + QLatin1Char(' ') + trimBlanks(make) +
-                      QLatin1Char(' ') + trimBlanks(model));
+    return trimBlanks(trimBlanks(year) + QLatin1Char(' ') + trimBlanks(make) + QLatin1Char(' ') +
+                      trimBlanks(model));
 }
 
 CreationTexts creationTexts(const Variant& createDate)
 {
     if (createDate.type() != Variant::Type::Date || !createDate.dateValue().isValid())
         return {QStringLiteral("???"), QStringLiteral("???")};
-    const QDateTime& when = createDate.dateValue();
-    return {when.toString(QStringLiteral("MM/dd/yy")),
-            when.toString(QStringLiteral("yyyyMMddHHmmss"))};
+    // Formatted by hand: QDateTime::toString parses its format on every call, which shows
+    // when a list of a few thousand estimates is read.
+    const QDate date = createDate.dateValue().date();
+    const QTime time = createDate.dateValue().time();
+    char shortDate[32];
+    char stamp[48];
+    std::snprintf(shortDate, sizeof shortDate, "%02d/%02d/%02d", date.month(), date.day(),
+                  std::abs(date.year()) % 100);
+    std::snprintf(stamp, sizeof stamp, "%04d%02d%02d%02d%02d%02d", date.year(), date.month(),
+                  date.day(), time.hour(), time.minute(), time.second());
+    return {QString::fromLatin1(shortDate), QString::fromLatin1(stamp)};
 }
 
 std::optional<qint32> amountInCents(const Variant& amount)

@@ -25,8 +25,8 @@ Move moveWithoutReplacing(const QString& from, const QString& to, QString& reaso
 {
     const QByteArray source = QFile::encodeName(from);
     const QByteArray target = QFile::encodeName(to);
-    if (::renameat2(AT_FDCWD, source.constData(), AT_FDCWD, target.constData(),
-                    RENAME_NOREPLACE) == 0)
+    if (::renameat2(AT_FDCWD, source.constData(), AT_FDCWD, target.constData(), RENAME_NOREPLACE) ==
+        0)
         return Move::Done;
     int error = errno;
     if (error == EINVAL || error == ENOSYS || error == EOPNOTSUPP) {
@@ -107,8 +107,7 @@ bool saveMieData(const QString& deliveryFolder, const QByteArray& data, Clock& c
     }
 }
 
-bool locateMieFile(const QString& retrievalFolder, const QString& claimNumber,
-                   QString& foundPath)
+bool locateMieFile(const QString& retrievalFolder, const QString& claimNumber, QString& foundPath)
 {
     foundPath.clear();
     if (!folderExists(retrievalFolder) || trimBlanks(claimNumber).isEmpty())

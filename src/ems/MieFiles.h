@@ -31,7 +31,6 @@ bool saveMieData(const QString& deliveryFolder, const QByteArray& data, Clock& c
 // "<claim number, "-" and blanks made "_">*.mie"; names matched without regard to case,
 // empty files ignored. False when the folder is missing, the claim number is blank (it
 // would match every MIE file) or nothing matches.
-bool locateMieFile(const QString& retrievalFolder, const QString& claimNumber,
-                   QString& foundPath);
+bool locateMieFile(const QString& retrievalFolder, const QString& claimNumber, QString& foundPath);
 
 } // namespace tarnaxe

@@ -19,9 +19,9 @@ using tarnaxe::test::TableFolder;
 
 namespace {
 
-const QList<EmsMember> kReadMembers = {
-    EmsMember::Envelope, EmsMember::Administrative1, EmsMember::Administrative2,
-    EmsMember::Vehicle,  EmsMember::Totals,          EmsMember::ProfileTotals};
+const QList<EmsMember> kReadMembers = {EmsMember::Envelope,        EmsMember::Administrative1,
+                                       EmsMember::Administrative2, EmsMember::Vehicle,
+                                       EmsMember::Totals,          EmsMember::ProfileTotals};
 
 QString realSetFolder()
 {
@@ -39,6 +39,7 @@ private slots:
     void memberSpellings_data();
     void memberSpellings();
     void plainSpellingComesFirst();
+    void envelopeCaseComesFirst();
     void emptyPlainSpellingIsPassedOver();
     void oddCaseFoundByListing();
     void missingMemberNamesFirstSpelling();
@@ -50,13 +51,20 @@ void TestEmsFileSet::baseName_data()
 {
     QTest::addColumn<QString>("envelope");
     QTest::addColumn<QString>("base");
-    QTest::newRow("lower") << "/est/0001.env" << "/est/0001";
-    QTest::newRow("upper") << "/est/0001.ENV" << "/est/0001";
-    QTest::newRow("mixed") << "/est/QYUZK0P.Env" << "/est/QYUZK0P";
-    QTest::newRow("windows path") << "C:\\EST\\0001.ENV" << "C:\\EST\\0001";
-    QTest::newRow("first occurrence, even in a folder") << "/a.envs/0001.env" << "/a";
-    QTest::newRow("text after the extension") << "/est/0001.env.bak" << "/est/0001";
-    QTest::newRow("no extension") << "/est/0001" << "/est/0001";
+    QTest::newRow("lower") << "/est/0001.env"
+                           << "/est/0001";
+    QTest::newRow("upper") << "/est/0001.ENV"
+                           << "/est/0001";
+    QTest::newRow("mixed") << "/est/QYUZK0P.Env"
+                           << "/est/QYUZK0P";
+    QTest::newRow("windows path") << "C:\\EST\\0001.ENV"
+                                  << "C:\\EST\\0001";
+    QTest::newRow("first occurrence, even in a folder") << "/a.envs/0001.env"
+                                                        << "/a";
+    QTest::newRow("text after the extension") << "/est/0001.env.bak"
+                                              << "/est/0001";
+    QTest::newRow("no extension") << "/est/0001"
+                                  << "/est/0001";
 }
 
 void TestEmsFileSet::baseName()
@@ -121,6 +129,32 @@ void TestEmsFileSet::plainSpellingComesFirst()
     EstimateRecord record;
     QVERIFY(reader.readBasicInfo(plain.envelopePath(), QDate(1951, 12, 31), record));
     QCOMPARE(record.claimNumber.trimmed(), QStringLiteral("FROM PLAIN"));
+}
+
+// On Linux 0001.AD1 and 0001.ad1 can both be there; the one in the case of the envelope's
+// extension belongs to that envelope.
+void TestEmsFileSet::envelopeCaseComesFirst()
+{
+    TableFolder folder;
+    EmsSetBuilder lower(folder.path(), QStringLiteral("0001"));
+    lower.style(EmsStyle::Plain).set("CLM_NO", "LOWER");
+    EmsSetBuilder upper(folder.path(), QStringLiteral("0001"));
+    upper.style(EmsStyle::Plain).upperCaseNames().set("CLM_NO", "UPPER");
+    QVERIFY(lower.write());
+    QVERIFY(upper.write());
+
+    QCOMPARE(emsMemberPath(lower.basePath(), EmsMember::Administrative1, LetterCase::Upper),
+             upper.memberPath(EmsMember::Administrative1));
+    EmsReader reader;
+    EstimateRecord record;
+    QVERIFY(reader.readBasicInfo(lower.envelopePath(), QDate(1951, 12, 31), record));
+    QCOMPARE(record.claimNumber.trimmed(), QStringLiteral("LOWER"));
+    QVERIFY(reader.readBasicInfo(upper.envelopePath(), QDate(1951, 12, 31), record));
+    QCOMPARE(record.claimNumber.trimmed(), QStringLiteral("UPPER"));
+    EstimateRecord entry;
+    entry.envelopeFile = upper.envelopePath();
+    QVERIFY(reader.fillPreparseInfo(entry));
+    QCOMPARE(entry.preparsedClaimNumber, QStringLiteral("UPPER"));
 }
 
 // An empty file is no member (it could not be opened): the next spelling is taken.
@@ -191,7 +225,7 @@ void TestEmsFileSet::realSetCompletedReads()
     TableFolder folder;
     QVERIFY(folder.isValid());
     for (const QString& name : {QStringLiteral("QYUZK0P.env"), QStringLiteral("QYUZK0PV.veh"),
-                               QStringLiteral("QYUZK0PV.dbt")})
+                                QStringLiteral("QYUZK0PV.dbt")})
         QVERIFY(QFile::copy(realSetFolder() + QLatin1Char('/') + name, folder.filePath(name)));
     EmsSetBuilder rest(folder.path(), QStringLiteral("QYUZK0P"));
     rest.upperCaseNames()

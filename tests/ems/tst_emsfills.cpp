@@ -203,8 +203,8 @@ void TestEmsFills::preparseNames_data()
     QTest::newRow("last only") << QByteArray("SMITH") << QByteArray() << "SMITH";
     QTest::newRow("first only") << QByteArray() << QByteArray("JOHN") << "JOHN";
     // Right-trimmed only, and no company in place of the names.
-    QTest::newRow("leading blanks kept") << QByteArray(" SMITH") << QByteArray("  JOHN")
-                                         << " SMITH,   JOHN";
+    QTest::newRow("leading blanks kept")
+        << QByteArray(" SMITH") << QByteArray("  JOHN") << " SMITH,   JOHN";
     QTest::newRow("no names") << QByteArray() << QByteArray() << "";
 }
 
@@ -331,7 +331,8 @@ void TestEmsFills::preparseTakesPathLessExtension()
     EmsSetBuilder set(folder.path(), QStringLiteral("0001"));
     QVERIFY(set.write());
     EmsReader reader;
-    EstimateRecord entry = oldEntry(QStringLiteral("  ") + set.basePath() + QStringLiteral(".ENV "));
+    EstimateRecord entry =
+        oldEntry(QStringLiteral("  ") + set.basePath() + QStringLiteral(".ENV "));
     QVERIFY(reader.fillPreparseInfo(entry));
     QCOMPARE(entry.vin, QStringLiteral("1FAFP34N97W123456"));
 

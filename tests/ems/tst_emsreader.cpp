@@ -3,6 +3,7 @@
 // the set stays open afterwards.
 
 #include "ems/EmsReader.h"
+#include "ems/EstimateText.h"
 #include "support/DbfWriter.h"
 #include "support/EmsSetBuilder.h"
 #include "support/TableFolder.h"
@@ -56,6 +57,7 @@ private slots:
     void vehicle();
     void creationDate_data();
     void creationDate();
+    void creationStampKeepsTheTime();
     void ageLimit_data();
     void ageLimit();
     void field_data();
@@ -189,14 +191,14 @@ void TestEmsReader::names_data()
     QTest::addColumn<QString>("name");
     QTest::newRow("both names") << QByteArray("SMITH") << QByteArray("JOHN") << QByteArray("ACME")
                                 << "SMITH, JOHN";
-    QTest::newRow("company when no names") << QByteArray() << QByteArray() << QByteArray("ACME LTD")
-                                           << "ACME LTD";
-    QTest::newRow("last name only") << QByteArray("SMITH") << QByteArray() << QByteArray("ACME")
-                                    << "SMITH";
-    QTest::newRow("first name only") << QByteArray() << QByteArray("JOHN") << QByteArray("ACME")
-                                     << "JOHN";
-    QTest::newRow("blanks around") << QByteArray("  SMITH") << QByteArray(" JOHN ")
-                                   << QByteArray() << "SMITH, JOHN";
+    QTest::newRow("company when no names")
+        << QByteArray() << QByteArray() << QByteArray("ACME LTD") << "ACME LTD";
+    QTest::newRow("last name only")
+        << QByteArray("SMITH") << QByteArray() << QByteArray("ACME") << "SMITH";
+    QTest::newRow("first name only")
+        << QByteArray() << QByteArray("JOHN") << QByteArray("ACME") << "JOHN";
+    QTest::newRow("blanks around")
+        << QByteArray("  SMITH") << QByteArray(" JOHN ") << QByteArray() << "SMITH, JOHN";
     QTest::newRow("blank names, company with blanks")
         << QByteArray("   ") << QByteArray(" ") << QByteArray("  ACME  LTD") << "ACME  LTD";
     QTest::newRow("nothing") << QByteArray() << QByteArray() << QByteArray() << "";
@@ -237,8 +239,8 @@ void TestEmsReader::vehicle_data()
                               << "07 FORD";
     QTest::newRow("no make keeps the inner blanks")
         << QByteArray("07") << QByteArray() << QByteArray("FOCUS") << "07  FOCUS";
-    QTest::newRow("leading blanks") << QByteArray(" 7") << QByteArray("  FORD")
-                                    << QByteArray(" FOCUS") << "7 FORD FOCUS";
+    QTest::newRow("leading blanks")
+        << QByteArray(" 7") << QByteArray("  FORD") << QByteArray(" FOCUS") << "7 FORD FOCUS";
     QTest::newRow("nothing") << QByteArray() << QByteArray() << QByteArray() << "";
 }
 
@@ -262,11 +264,16 @@ void TestEmsReader::creationDate_data()
     QTest::addColumn<QByteArray>("stored");
     QTest::addColumn<QString>("date");
     QTest::addColumn<QString>("stamp");
-    QTest::newRow("date") << QByteArray("20070315") << "03/15/07" << "20070315000000";
-    QTest::newRow("last century") << QByteArray("19991231") << "12/31/99" << "19991231000000";
-    QTest::newRow("blank") << QByteArray("        ") << "???" << "???";
-    QTest::newRow("no such day") << QByteArray("20070230") << "???" << "???";
-    QTest::newRow("not digits") << QByteArray("2007MAR5") << "???" << "???";
+    QTest::newRow("date") << QByteArray("20070315") << "03/15/07"
+                          << "20070315000000";
+    QTest::newRow("last century") << QByteArray("19991231") << "12/31/99"
+                                  << "19991231000000";
+    QTest::newRow("blank") << QByteArray("        ") << "???"
+                           << "???";
+    QTest::newRow("no such day") << QByteArray("20070230") << "???"
+                                 << "???";
+    QTest::newRow("not digits") << QByteArray("2007MAR5") << "???"
+                                << "???";
 }
 
 void TestEmsReader::creationDate()
@@ -282,6 +289,16 @@ void TestEmsReader::creationDate()
     QVERIFY(reader.readBasicInfo(set.envelopePath(), kNoLimit, record));
     QCOMPARE(record.creationDate, date);
     QCOMPARE(record.creationStamp, stamp);
+}
+
+// Date fields carry no time; a date value that does still gives it in the stamp.
+void TestEmsReader::creationStampKeepsTheTime()
+{
+    const CreationTexts texts =
+        creationTexts(Variant(QDateTime(QDate(1999, 12, 31), QTime(23, 5, 9))));
+    QCOMPARE(texts.date, QStringLiteral("12/31/99"));
+    QCOMPARE(texts.stamp, QStringLiteral("19991231230509"));
+    QCOMPARE(creationTexts(Variant(QStringLiteral("20070315"))).stamp, QStringLiteral("???"));
 }
 
 void TestEmsReader::ageLimit_data()
@@ -312,6 +329,9 @@ void TestEmsReader::ageLimit()
     EstimateRecord record;
     QCOMPARE(reader.readBasicInfo(set.envelopePath(), cutOff, record), reads);
     QCOMPARE(record.envelopeFile.isEmpty(), !reads);
+    // The envelope named in another case is the same file, just as old.
+    const QString otherCase = QDir(folder.path()).filePath(QStringLiteral("0001.ENV"));
+    QCOMPARE(reader.readBasicInfo(otherCase, cutOff, record), reads);
 }
 
 void TestEmsReader::field_data()
@@ -319,13 +339,13 @@ void TestEmsReader::field_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<Variant>("value");
     QTest::newRow("envelope") << "EST_SYSTEM" << Variant(QStringLiteral("M"));
-    QTest::newRow("administrative 1") << "CLM_NO"
-                                      << Variant(QStringLiteral("12-345678-90").leftJustified(30));
-    QTest::newRow("administrative 2") << "CLMT_FN"
-                                      << Variant(QStringLiteral("RICHARD").leftJustified(35));
+    QTest::newRow("administrative 1")
+        << "CLM_NO" << Variant(QStringLiteral("12-345678-90").leftJustified(30));
+    QTest::newRow("administrative 2")
+        << "CLMT_FN" << Variant(QStringLiteral("RICHARD").leftJustified(35));
     QTest::newRow("vehicle") << "V_MODEL" << Variant(QStringLiteral("FOCUS SE").leftJustified(50));
-    QTest::newRow("lower-case name") << "v_vin"
-                                     << Variant(QStringLiteral("1FAFP34N97W123456").leftJustified(25));
+    QTest::newRow("lower-case name")
+        << "v_vin" << Variant(QStringLiteral("1FAFP34N97W123456").leftJustified(25));
     QTest::newRow("memo") << "V_MEMO" << Variant(QStringLiteral("FRONT BUMPER DAMAGE"));
     QTest::newRow("date") << "CREATE_DT" << Variant(QDateTime(QDate(2007, 3, 15), QTime(0, 0)));
     QTest::newRow("logical") << "STATUS" << Variant(false);

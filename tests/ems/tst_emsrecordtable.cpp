@@ -29,7 +29,10 @@ QString describe(const QList<EstimateMemberFile>& files)
 {
     QStringList parts;
     for (const EstimateMemberFile& f : files)
-        parts << QStringLiteral("%1:%2:%3").arg(f.index).arg(QFileInfo(f.path).fileName()).arg(f.size);
+        parts << QStringLiteral("%1:%2:%3")
+                     .arg(f.index)
+                     .arg(QFileInfo(f.path).fileName())
+                     .arg(f.size);
     return parts.join(QLatin1Char(' '));
 }
 
@@ -117,8 +120,8 @@ void TestEmsRecordTable::namingStyle_data()
     const QStringList plainSet = {"0001.env", "0001.ad1"};
     const QStringList bare = {"0001.env"};
     QTest::newRow("a.ad1 wins over the code") << letterSet << "C" << EmsNamingStyle::Letter;
-    QTest::newRow("A.AD1 in upper case") << QStringList{"0001.ENV", "0001A.AD1"} << "C"
-                                         << EmsNamingStyle::Letter;
+    QTest::newRow("A.AD1 in upper case")
+        << QStringList{"0001.ENV", "0001A.AD1"} << "C" << EmsNamingStyle::Letter;
     QTest::newRow(".ad1 wins over the code") << plainSet << "M" << EmsNamingStyle::Plain;
     QTest::newRow("both: letter") << QStringList{"0001.ad1", "0001a.ad1"} << "C"
                                   << EmsNamingStyle::Letter;
@@ -146,28 +149,30 @@ void TestEmsRecordTable::collect_data()
     QTest::addColumn<QString>("code");
     QTest::addColumn<QList<int>>("indexes");
     QTest::addColumn<QStringList>("collected");
-    QTest::newRow("letter set")
-        << QStringList{"0001.env", "0001a.ad1", "0001b.ad2", "0001v.veh", "0001a.dbt"} << "M"
-        << QList<int>{0, 1, 2, 3, 14}
-        << QStringList{"0001.env", "0001a.ad1", "0001b.ad2", "0001v.veh", "0001a.dbt"};
+    QTest::newRow("letter set") << QStringList{"0001.env", "0001a.ad1", "0001b.ad2", "0001v.veh",
+                                               "0001a.dbt"}
+                                << "M" << QList<int>{0, 1, 2, 3, 14}
+                                << QStringList{"0001.env", "0001a.ad1", "0001b.ad2", "0001v.veh",
+                                               "0001a.dbt"};
     QTest::newRow("plain set, its memo under 16")
         << QStringList{"0001.env", "0001.ad1", "0001.ad2", "0001.veh", "0001.dbt", "0001.ttl"}
         << "C" << QList<int>{0, 1, 2, 3, 12, 16}
         << QStringList{"0001.env", "0001.ad1", "0001.ad2", "0001.veh", "0001.ttl", "0001.dbt"};
     QTest::newRow("plain set keeps the letter names of 14 and 15")
         << QStringList{"0001.env", "0001.ad1", "0001a.dbt", "0001b.dbt", "0001v.dbt"} << "C"
-        << QList<int>{0, 1, 14, 15} << QStringList{"0001.env", "0001.ad1", "0001a.dbt", "0001b.dbt"};
+        << QList<int>{0, 1, 14, 15}
+        << QStringList{"0001.env", "0001.ad1", "0001a.dbt", "0001b.dbt"};
     QTest::newRow("letter set leaves plain names")
         << QStringList{"0001.env", "0001a.ad1", "0001.ad2", "0001.dbt", "0001v.dbt"} << "M"
         << QList<int>{0, 1, 16} << QStringList{"0001.env", "0001a.ad1", "0001v.dbt"};
     QTest::newRow("every row but the MIE")
         << QStringList{"0001.env", "0001a.ad1", "0001b.ad2", "0001v.veh", "0001.lin", "0001.pfh",
-                       "0001.pfp", "0001.pfl", "0001.pfm", "0001.pft", "0001.pfo", "0001.stl",
-                       "0001.ttl", "0001.ven", "0001a.dbt", "0001b.dbt", "0001v.dbt"}
+                       "0001.pfp", "0001.pfl",  "0001.pfm",  "0001.pft",  "0001.pfo", "0001.stl",
+                       "0001.ttl", "0001.ven",  "0001a.dbt", "0001b.dbt", "0001v.dbt"}
         << "A" << QList<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}
         << QStringList{"0001.env", "0001a.ad1", "0001b.ad2", "0001v.veh", "0001.lin", "0001.pfh",
-                       "0001.pfp", "0001.pfl", "0001.pfm", "0001.pft", "0001.pfo", "0001.stl",
-                       "0001.ttl", "0001.ven", "0001a.dbt", "0001b.dbt", "0001v.dbt"};
+                       "0001.pfp", "0001.pfl",  "0001.pfm",  "0001.pft",  "0001.pfo", "0001.stl",
+                       "0001.ttl", "0001.ven",  "0001a.dbt", "0001b.dbt", "0001v.dbt"};
     QTest::newRow("names in any case")
         << QStringList{"0001.ENV", "0001A.AD1", "0001B.ad2", "0001V.VEH", "0001a.DBT"} << "M"
         << QList<int>{0, 1, 2, 3, 14}
@@ -253,8 +258,7 @@ void TestEmsRecordTable::baseFromEnvelopeWhenNoBaseName()
     EstimateRecord entry;
     entry.envelopeFile = folder.filePath(QStringLiteral("Est1.ENV"));
     QCOMPARE(collectEstimateFiles(entry), 3);
-    QCOMPARE(describe(entry.files),
-             QStringLiteral("0:Est1.ENV:10 1:Est1A.AD1:20 12:Est1.TTL:30"));
+    QCOMPARE(describe(entry.files), QStringLiteral("0:Est1.ENV:10 1:Est1A.AD1:20 12:Est1.TTL:30"));
 }
 
 QTEST_GUILESS_MAIN(TestEmsRecordTable)

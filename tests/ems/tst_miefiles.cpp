@@ -25,9 +25,8 @@ QByteArray contents(const QString& path)
 
 QStringList everything(const QString& folder)
 {
-    return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
-                                      QDir::NoDotAndDotDot,
-                                  QDir::Name);
+    return QDir(folder).entryList(
+        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
 }
 
 } // namespace
@@ -115,7 +114,8 @@ void TestMieFiles::takenNameInAnotherCase()
     QString error;
     QVERIFY(saveMieData(folder.path(), "ours", clock, saved, error));
     QCOMPARE(saved, folder.filePath(QStringLiteral("3600001.mie")));
-    QCOMPARE(contents(folder.filePath(QStringLiteral("3600000.MIE"))), QByteArray("someone else's"));
+    QCOMPARE(contents(folder.filePath(QStringLiteral("3600000.MIE"))),
+             QByteArray("someone else's"));
 }
 
 void TestMieFiles::saveFailures_data()
@@ -156,26 +156,24 @@ void TestMieFiles::locate_data()
         << claim << QStringList{"12_345678_90.mie", "45678_90.mie"} << "45678_90.mie";
     QTest::newRow("trailing blank counts among the eight")
         << QStringLiteral("12-345678-90 ") << QStringList{"5678_90.mie"} << "5678_90.mie";
-    QTest::newRow("short name in upper case") << claim << QStringList{"45678_90.MIE"}
-                                              << "45678_90.MIE";
-    QTest::newRow("then the pattern") << claim << QStringList{"12_345678_90.mie"}
-                                      << "12_345678_90.mie";
+    QTest::newRow("short name in upper case")
+        << claim << QStringList{"45678_90.MIE"} << "45678_90.MIE";
+    QTest::newRow("then the pattern")
+        << claim << QStringList{"12_345678_90.mie"} << "12_345678_90.mie";
     QTest::newRow("pattern, first by name")
-        << claim << QStringList{"12_345678_90_B.mie", "12_345678_90_A.mie"}
-        << "12_345678_90_A.mie";
-    QTest::newRow("pattern in any case") << claim << QStringList{"12_345678_90 copy.MIE"}
-                                         << "12_345678_90 copy.MIE";
+        << claim << QStringList{"12_345678_90_B.mie", "12_345678_90_A.mie"} << "12_345678_90_A.mie";
+    QTest::newRow("pattern in any case")
+        << claim << QStringList{"12_345678_90 copy.MIE"} << "12_345678_90 copy.MIE";
     QTest::newRow("blanks become underscores")
         << QStringLiteral("12 345678 90") << QStringList{"12_345678_90x.mie"}
         << "12_345678_90x.mie";
     QTest::newRow("no other claim")
-        << claim << QStringList{"12_345678_91.mie", "x12_345678_90.mie", "12_345678_90.txt"}
-        << "";
+        << claim << QStringList{"12_345678_91.mie", "x12_345678_90.mie", "12_345678_90.txt"} << "";
     QTest::newRow("no file") << claim << QStringList{} << "";
-    QTest::newRow("short claim number") << QStringLiteral("A-1") << QStringList{"A_1.mie"}
-                                        << "A_1.mie";
-    QTest::newRow("blank claim finds nothing") << QStringLiteral("   ")
-                                               << QStringList{"123.mie", "_.mie"} << "";
+    QTest::newRow("short claim number")
+        << QStringLiteral("A-1") << QStringList{"A_1.mie"} << "A_1.mie";
+    QTest::newRow("blank claim finds nothing")
+        << QStringLiteral("   ") << QStringList{"123.mie", "_.mie"} << "";
 }
 
 void TestMieFiles::locate()
@@ -207,7 +205,8 @@ void TestMieFiles::locateWithoutFolder()
     TableFolder folder;
     QVERIFY(!folder.write(QStringLiteral("not-a-folder"), "x").isEmpty());
     QString path;
-    QVERIFY(!locateMieFile(folder.filePath(QStringLiteral("missing")), QStringLiteral("1-2"), path));
+    QVERIFY(
+        !locateMieFile(folder.filePath(QStringLiteral("missing")), QStringLiteral("1-2"), path));
     QVERIFY(!locateMieFile(folder.filePath(QStringLiteral("not-a-folder")), QStringLiteral("1-2"),
                            path));
     QVERIFY(path.isEmpty());

@@ -9,8 +9,7 @@ class ManualClock : public Clock {
 public:
     explicit ManualClock(QDateTime start = QDateTime(QDate(2024, 3, 15), QTime(10, 0)))
         : m_now(std::move(start))
-    {
-    }
+    {}
 
     QDateTime now() const override { return m_now; }
     void sleep(int milliseconds) override
