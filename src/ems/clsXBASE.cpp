@@ -24,6 +24,7 @@ const QString kBadRecordLength = QStringLiteral("Invalid record length");
 const QString kOutsideRecord = QStringLiteral("Field beyond end of record");
 
 constexpr char kDescriptorEnd = 0x0D;
+constexpr qint64 kDescriptorChunk = 4096;
 constexpr int kHeaderSize = 32;
 constexpr int kDescriptorSize = 32;
 constexpr int kMemoChunk = 512;
@@ -174,24 +175,38 @@ bool clsXBASE::readDescriptors()
     qint64 pos = kHeaderSize;
     int position = 2;
     QString error;
+    // The descriptors are read a few kilobytes at a time rather than with a seek and two
+    // reads each: opening a set reads six tables of dozens of fields.
+    QByteArray chunk;
+    qint64 chunkStart = pos;
+    const auto bytesAt = [&](qint64 at, qint64 length) -> const char* {
+        if (at < chunkStart || at + length > chunkStart + chunk.size()) {
+            const qint64 want =
+                qMax<qint64>(length, qMin<qint64>(kDescriptorChunk, m_fileSize - at));
+            if (!readAt(m_file, m_fileSize, at, want, chunk, error))
+                return nullptr;
+            chunkStart = at;
+        }
+        return chunk.constData() + (at - chunkStart);
+    };
     for (;;) {
-        QByteArray first;
-        if (!readAt(m_file, m_fileSize, pos, 1, first, error))
+        const char* first = bytesAt(pos, 1);
+        if (!first)
             break;
-        if (first.at(0) == kDescriptorEnd)
+        if (*first == kDescriptorEnd)
             return true;
         if (m_fields.size() >= std::numeric_limits<qint16>::max()) {
             error = kOverflow;
             break;
         }
-        QByteArray d;
-        if (!readAt(m_file, m_fileSize, pos, kDescriptorSize, d, error))
+        const char* d = bytesAt(pos, kDescriptorSize);
+        if (!d)
             break;
         Field field;
-        field.name = d.left(11);
-        field.type = d.at(11);
-        field.length = static_cast<quint8>(d.at(16));
-        field.decimals = static_cast<quint8>(d.at(17));
+        field.name = QByteArray(d, 11);
+        field.type = d[11];
+        field.length = static_cast<quint8>(d[16]);
+        field.decimals = static_cast<quint8>(d[17]);
         field.position = position;
         position += field.length;
         if (position > std::numeric_limits<qint16>::max()) {
