@@ -4,6 +4,7 @@
 #include "ems/clsXBASE.h"
 #include "support/DbfWriter.h"
 #include "support/TableFolder.h"
+#include "support/VariantText.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,34 +14,14 @@
 #include <unistd.h>
 
 using namespace tarnaxe;
+using tarnaxe::test::dateOf;
 using tarnaxe::test::DbfField;
 using tarnaxe::test::DbfWriter;
+using tarnaxe::test::describeVariant;
 
 Q_DECLARE_METATYPE(tarnaxe::Variant)
 
 namespace {
-
-// Type and value in one text, so that a failure shows both.
-QString describe(const Variant& value)
-{
-    switch (value.type()) {
-    case Variant::Type::String:
-        return QStringLiteral("String \"%1\"").arg(value.stringValue());
-    case Variant::Type::Boolean:
-        return value.boolValue() ? QStringLiteral("Boolean True") : QStringLiteral("Boolean False");
-    case Variant::Type::Date:
-        return QStringLiteral("Date %1 %2")
-            .arg(value.dateValue().toString(Qt::ISODate))
-            .arg(value.dateValue().timeSpec() == Qt::LocalTime ? "local" : "not local");
-    default:
-        return QStringLiteral("other: %1").arg(value.toText());
-    }
-}
-
-Variant dateOf(int year, int month, int day)
-{
-    return Variant(QDateTime(QDate(year, month, day), QTime(0, 0)));
-}
 
 // Three records of a small estimate table; the second is flagged deleted.
 DbfWriter sampleTable()
@@ -116,7 +97,7 @@ void TestXbase::closedReader()
     Variant value(true);
     QVERIFY(!reader.GetFieldData(QStringLiteral("EST_SYSTEM"), value));
     QCOMPARE(reader.ErrorMessage(), QStringLiteral("File Not Open"));
-    QCOMPARE(describe(value), describe(Variant(QString())));
+    QCOMPARE(describeVariant(value), describeVariant(Variant(QString())));
     QVERIFY(reader.CloseFile());
 }
 
@@ -322,9 +303,9 @@ void TestXbase::recordsByNumber()
         QCOMPARE(reader.currentRecordDeleted(), row.deleted);
         Variant value;
         QVERIFY(reader.GetFieldData(QStringLiteral("RO_NO"), value));
-        QCOMPARE(describe(value), describe(Variant(QString::fromLatin1(row.roNo))));
+        QCOMPARE(describeVariant(value), describeVariant(Variant(QString::fromLatin1(row.roNo))));
         QVERIFY(reader.GetFieldData(QStringLiteral("total"), value));
-        QCOMPARE(describe(value), describe(Variant(QString::fromLatin1(row.total))));
+        QCOMPARE(describeVariant(value), describeVariant(Variant(QString::fromLatin1(row.total))));
     }
 }
 
@@ -353,7 +334,7 @@ void TestXbase::recordNumberOutOfRange()
     QCOMPARE(reader.currentRecord(), 2);
     Variant value;
     QVERIFY(reader.GetFieldData(QStringLiteral("RO_NO"), value));
-    QCOMPARE(describe(value), describe(Variant(QStringLiteral("1002    "))));
+    QCOMPARE(describeVariant(value), describeVariant(Variant(QStringLiteral("1002    "))));
 }
 
 void TestXbase::recordsStartAtHeaderLength()
@@ -369,9 +350,9 @@ void TestXbase::recordsStartAtHeaderLength()
     QVERIFY(reader.ReadRecord(3));
     Variant value;
     QVERIFY(reader.GetFieldData(QStringLiteral("EST_SYSTEM"), value));
-    QCOMPARE(describe(value), describe(Variant(QStringLiteral("C"))));
+    QCOMPARE(describeVariant(value), describeVariant(Variant(QStringLiteral("C"))));
     QVERIFY(reader.GetFieldData(QStringLiteral("TOTAL"), value));
-    QCOMPARE(describe(value), describe(Variant(QStringLiteral("   1000.00"))));
+    QCOMPARE(describeVariant(value), describeVariant(Variant(QStringLiteral("   1000.00"))));
 }
 
 void TestXbase::noActiveRecordAfterOpen()
@@ -382,7 +363,7 @@ void TestXbase::noActiveRecordAfterOpen()
     Variant value(true);
     QVERIFY(!reader.GetFieldData(QStringLiteral("RO_NO"), value));
     QCOMPARE(reader.ErrorMessage(), QStringLiteral("No Active Record"));
-    QCOMPARE(describe(value), describe(Variant(QString())));
+    QCOMPARE(describeVariant(value), describeVariant(Variant(QString())));
 
     // A new open forgets the record read from the table before.
     QVERIFY(reader.ReadRecord(1));
@@ -448,7 +429,8 @@ void TestXbase::fieldNames()
     QCOMPARE(reader.GetFieldData(requested, value), found);
     QCOMPARE(reader.ErrorMessage(),
              found ? QStringLiteral("OK") : QStringLiteral("Invalid Field Name"));
-    QCOMPARE(describe(value), describe(Variant(found ? QStringLiteral("abc  ") : QString())));
+    QCOMPARE(describeVariant(value),
+             describeVariant(Variant(found ? QStringLiteral("abc  ") : QString())));
 }
 
 void TestXbase::firstOfTwoEqualNames()
@@ -460,7 +442,7 @@ void TestXbase::firstOfTwoEqualNames()
     QVERIFY(reader.ReadRecord(1));
     Variant value;
     QVERIFY(reader.GetFieldData(QStringLiteral("point_id"), value));
-    QCOMPARE(describe(value), describe(Variant(QStringLiteral("one"))));
+    QCOMPARE(describeVariant(value), describeVariant(Variant(QStringLiteral("one"))));
 }
 
 void TestXbase::conversions_data()
@@ -530,10 +512,10 @@ void TestXbase::conversions()
     QVERIFY2(reader.GetFieldData(QStringLiteral("VALUE"), value),
              qPrintable(reader.ErrorMessage()));
     QCOMPARE(reader.ErrorMessage(), QStringLiteral("OK"));
-    QCOMPARE(describe(value), describe(expected));
+    QCOMPARE(describeVariant(value), describeVariant(expected));
     QVERIFY(value == expected);
     QVERIFY(reader.GetFieldData(QStringLiteral("AFTER"), value));
-    QCOMPARE(describe(value), describe(Variant(QStringLiteral(">>>"))));
+    QCOMPARE(describeVariant(value), describeVariant(Variant(QStringLiteral(">>>"))));
 }
 
 void TestXbase::otherFieldTypes_data()
@@ -560,10 +542,10 @@ void TestXbase::otherFieldTypes()
     Variant value(true);
     QVERIFY(!reader.GetFieldData(QStringLiteral("VALUE"), value));
     QCOMPARE(reader.ErrorMessage(), QStringLiteral("Invalid Field Type"));
-    QCOMPARE(describe(value), describe(Variant(QString())));
+    QCOMPARE(describeVariant(value), describeVariant(Variant(QString())));
     // The table stays usable.
     QVERIFY(reader.GetFieldData(QStringLiteral("NEXT"), value));
-    QCOMPARE(describe(value), describe(Variant(QStringLiteral("ok"))));
+    QCOMPARE(describeVariant(value), describeVariant(Variant(QStringLiteral("ok"))));
 }
 
 QTEST_GUILESS_MAIN(TestXbase)

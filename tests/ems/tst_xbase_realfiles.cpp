@@ -5,6 +5,7 @@
 #include "ems/clsXBASE.h"
 #include "platform/Windows1252.h"
 #include "support/TableFolder.h"
+#include "support/VariantText.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -13,33 +14,16 @@
 #include <QTest>
 
 using namespace tarnaxe;
+using tarnaxe::test::dateOf;
+using tarnaxe::test::describeVariant;
 
 Q_DECLARE_METATYPE(tarnaxe::Variant)
 
 namespace {
 
-QString describe(const Variant& value)
-{
-    switch (value.type()) {
-    case Variant::Type::String:
-        return QStringLiteral("String \"%1\"").arg(value.stringValue());
-    case Variant::Type::Boolean:
-        return value.boolValue() ? QStringLiteral("Boolean True") : QStringLiteral("Boolean False");
-    case Variant::Type::Date:
-        return QStringLiteral("Date %1").arg(value.dateValue().toString(Qt::ISODate));
-    default:
-        return QStringLiteral("other: %1").arg(value.toText());
-    }
-}
-
 Variant text(const QByteArray& bytes)
 {
     return Variant(fromWindows1252(bytes));
-}
-
-Variant dateOf(int year, int month, int day)
-{
-    return Variant(QDateTime(QDate(year, month, day), QTime(0, 0)));
 }
 
 bool isMemoOrListing(const QString& relative)
@@ -335,7 +319,7 @@ void TestXbaseRealFiles::values()
     Variant value;
     QCOMPARE(reader.GetFieldData(field, value), message == QLatin1String("OK"));
     QCOMPARE(reader.ErrorMessage(), message);
-    QCOMPARE(describe(value), describe(expected));
+    QCOMPARE(describeVariant(value), describeVariant(expected));
     QVERIFY(value == expected);
 }
 
