@@ -1,10 +1,11 @@
 #!/usr/bin/python3
 """Reference for bench/ems_read: the same EMS sets read with dbfread.
 
-For every envelope in FOLDER, opens each member table (envelope, administrative 1 and 2,
-vehicle, totals, profile totals; the letter spelling when the plain one is absent) and
-reads the fields of its first record, memo included. Runs ROUNDS passes and prints one
-JSON line: {"sets": n, "best_seconds": s, "dbfread": version}.
+For every envelope in FOLDER, finds each member table (envelope, administrative 1 and 2,
+vehicle, totals, profile totals) as the agent does, by trying the plain spelling and then
+the letter one in the envelope's case, opens it and reads the fields of its first record,
+memo included. Runs ROUNDS passes and prints one JSON line:
+{"sets": n, "best_seconds": s, "dbfread": version}.
 """
 
 import json
@@ -20,8 +21,8 @@ except ImportError as error:  # the caller reports that the reference is missing
 
 # dbfread finds a table and its memo file without regard to case by globbing the folder,
 # which in a folder of 14,000 files costs more than the read itself. Tables are opened by
-# the names found in one listing, and memo files by their usual spellings first, so that
-# the reference measures reading, as the agent's figures do.
+# the names tried below and memo files by their usual spellings first, so that the
+# reference measures what the agent does: finding the members by name, then reading.
 _find_memofile = dbfread.dbf.find_memofile
 
 
@@ -38,28 +39,29 @@ dbfread.dbf.find_memofile = find_memofile
 SPELLINGS = [[".env"], [".ad1", "a.ad1"], [".ad2", "b.ad2"], [".veh", "v.veh"], [".ttl"], [".pft"]]
 
 
-def member_paths(folder):
-    names = {name.lower(): name for name in os.listdir(folder)}
-    sets = []
-    for lower, name in sorted(names.items()):
-        if not lower.endswith(".env"):
-            continue
-        base = lower[: -len(".env")]
-        paths = []
-        for spellings in SPELLINGS:
-            for suffix in spellings:
-                if base + suffix in names:
-                    paths.append(os.path.join(folder, names[base + suffix]))
-                    break
-            else:
-                raise SystemExit("incomplete set: " + name)
-        sets.append(paths)
-    return sets
+def envelopes(folder):
+    return sorted(os.path.join(folder, name) for name in os.listdir(folder)
+                  if name.lower().endswith(".env"))
 
 
-def read_set(paths):
+def member_paths(envelope):
+    base, extension = envelope[:-4], envelope[-4:]
+    upper = extension.isupper()
+    paths = []
+    for spellings in SPELLINGS:
+        for suffix in spellings:
+            candidate = base + (suffix.upper() if upper else suffix)
+            if os.path.isfile(candidate):
+                paths.append(candidate)
+                break
+        else:
+            raise SystemExit("incomplete set: " + envelope)
+    return paths
+
+
+def read_set(envelope):
     values = 0
-    for path in paths:
+    for path in member_paths(envelope):
         table = dbfread.DBF(path, encoding="cp1252", char_decode_errors="replace",
                             ignorecase=False)
         for record in table:
@@ -71,12 +73,12 @@ def read_set(paths):
 def main():
     folder = sys.argv[1]
     rounds = int(sys.argv[2]) if len(sys.argv) > 2 else 3
-    sets = member_paths(folder)
+    sets = envelopes(folder)
     best = None
     for _ in range(rounds):
         start = time.perf_counter()
-        for paths in sets:
-            read_set(paths)
+        for envelope in sets:
+            read_set(envelope)
         elapsed = time.perf_counter() - start
         best = elapsed if best is None else min(best, elapsed)
     print(json.dumps({"sets": len(sets), "best_seconds": best,

@@ -217,7 +217,10 @@ bool EmsReader::readBasicInfo(const QString& envelopePath, const QDate& cutOff,
     record.platformCode = code;
     record.status = text(EmsMember::Envelope, field::status);
     record.baseName = emsBaseName(envelopePath);
-    const CreationTexts created = creationTexts(value(EmsMember::Envelope, field::createDate));
+    // Only the day is shown, so no local time is worked out for it.
+    std::optional<QDate> createDate;
+    reader(EmsMember::Envelope).GetFieldDate(field::createDate, createDate);
+    const CreationTexts created = creationTexts(createDate);
     record.creationDate = created.date;
     record.creationStamp = created.stamp;
     record.insured = listedName(text(EmsMember::Administrative1, field::insuredLast),

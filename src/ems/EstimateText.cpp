@@ -44,14 +44,12 @@ QString listedVehicle(const QString& year, const QString& make, const QString& m
                       trimBlanks(model));
 }
 
-CreationTexts creationTexts(const Variant& createDate)
+namespace {
+
+CreationTexts formatCreation(const QDate& date, const QTime& time)
 {
-    if (createDate.type() != Variant::Type::Date || !createDate.dateValue().isValid())
-        return {QStringLiteral("???"), QStringLiteral("???")};
     // Formatted by hand: QDateTime::toString parses its format on every call, which shows
     // when a list of a few thousand estimates is read.
-    const QDate date = createDate.dateValue().date();
-    const QTime time = createDate.dateValue().time();
     char shortDate[32];
     char stamp[48];
     std::snprintf(shortDate, sizeof shortDate, "%02d/%02d/%02d", date.month(), date.day(),
@@ -59,6 +57,22 @@ CreationTexts creationTexts(const Variant& createDate)
     std::snprintf(stamp, sizeof stamp, "%04d%02d%02d%02d%02d%02d", date.year(), date.month(),
                   date.day(), time.hour(), time.minute(), time.second());
     return {QString::fromLatin1(shortDate), QString::fromLatin1(stamp)};
+}
+
+const CreationTexts kNoCreation{QStringLiteral("???"), QStringLiteral("???")};
+
+} // namespace
+
+CreationTexts creationTexts(const Variant& createDate)
+{
+    if (createDate.type() != Variant::Type::Date || !createDate.dateValue().isValid())
+        return kNoCreation;
+    return formatCreation(createDate.dateValue().date(), createDate.dateValue().time());
+}
+
+CreationTexts creationTexts(const std::optional<QDate>& createDate)
+{
+    return createDate ? formatCreation(*createDate, QTime(0, 0)) : kNoCreation;
 }
 
 std::optional<qint32> amountInCents(const Variant& amount)

@@ -29,6 +29,8 @@ struct CreationTexts {
     QString stamp;
 };
 CreationTexts creationTexts(const Variant& createDate);
+// The same for the day a date field holds (midnight).
+CreationTexts creationTexts(const std::optional<QDate>& createDate);
 
 // N_TTL_AMT times 100 as a signed 32-bit number, ties to even; nothing when the value is
 // not a number or the cents do not fit.

@@ -4,12 +4,13 @@
 // success and leaves its outcome in ErrorMessage; nothing throws. Files come from other
 // programs, old disks and mail: every offset and length is checked before it is used.
 
+#include "platform/ReadOnlyFile.h"
 #include "platform/Variant.h"
 
 #include <QByteArray>
-#include <QFile>
 #include <QList>
 #include <QString>
+#include <optional>
 
 namespace tarnaxe {
 
@@ -37,6 +38,9 @@ public:
     static bool FileExist(const QString& fileName);
     bool ReadRecord(qint32 recordNumber);
     bool GetFieldData(const QString& fieldName, Variant& value);
+    // The day a "D" field holds, as GetFieldData would give it but without working out a
+    // local time (a time-zone lookup each). Empty for any other field, or no date.
+    bool GetFieldDate(const QString& fieldName, std::optional<QDate>& date);
 
     // For tools that show a table: the header and descriptors of the open table, and the
     // current record.
@@ -52,17 +56,20 @@ public:
 
 private:
     void closeInternal();
-    bool readHeader();
-    bool readDescriptors();
+    bool readHeader(QByteArray& start);
+    bool readDescriptors(const QByteArray& start);
     const Field* findField(const QString& fieldName) const;
+    const Field* rawField(const QString& fieldName, QString& raw);
+    static std::optional<QDate> fieldDate(const QString& raw);
     static Variant dateValue(const QString& raw);
     static Variant logicalValue(const QString& raw);
     bool memoValue(const QString& raw, QString& text);
+    QString derivedMemoName() const;
     bool readMemo(qint64 block, QString& text);
-    bool readMemoWithHeader(QFile& memo, qint64 size, qint64 offset, QByteArray& content);
-    bool readMemoToTerminator(QFile& memo, qint64 size, qint64 offset, QByteArray& content);
+    bool readMemoWithHeader(ReadOnlyFile& memo, qint64 offset, QByteArray& content);
+    bool readMemoToTerminator(ReadOnlyFile& memo, qint64 offset, QByteArray& content);
 
-    QFile m_file;
+    ReadOnlyFile m_file;
     qint64 m_fileSize = 0; // taken at open: every read is checked against it
     QString m_fileName;
     quint8 m_version = 0;

@@ -470,6 +470,9 @@ void TestXbase::conversions_data()
     QTest::newRow("d lower-case type")
         << 'd' << 8 << QByteArray("19991231") << dateOf(1999, 12, 31);
     QTest::newRow("D leap day") << 'D' << 8 << QByteArray("20000229") << dateOf(2000, 2, 29);
+    QTest::newRow("D year one") << 'D' << 8 << QByteArray("00010101") << dateOf(1, 1, 1);
+    QTest::newRow("D blank-padded digits")
+        << 'D' << 8 << QByteArray("2007 3 5") << text("2007 3 5");
     QTest::newRow("D blank") << 'D' << 8 << QByteArray("        ") << text("        ");
     QTest::newRow("D zeros") << 'D' << 8 << QByteArray("00000000") << text("00000000");
     QTest::newRow("D February 30") << 'D' << 8 << QByteArray("20070230") << text("20070230");
@@ -516,6 +519,13 @@ void TestXbase::conversions()
     QVERIFY(value == expected);
     QVERIFY(reader.GetFieldData(QStringLiteral("AFTER"), value));
     QCOMPARE(describeVariant(value), describeVariant(Variant(QStringLiteral(">>>"))));
+
+    // The day alone, for lists of estimates, agrees with the full conversion.
+    std::optional<QDate> day;
+    QVERIFY(reader.GetFieldDate(QStringLiteral("VALUE"), day));
+    QCOMPARE(day.has_value(), expected.type() == Variant::Type::Date);
+    if (day)
+        QCOMPARE(*day, expected.dateValue().date());
 }
 
 void TestXbase::otherFieldTypes_data()
@@ -543,6 +553,10 @@ void TestXbase::otherFieldTypes()
     QVERIFY(!reader.GetFieldData(QStringLiteral("VALUE"), value));
     QCOMPARE(reader.ErrorMessage(), QStringLiteral("Invalid Field Type"));
     QCOMPARE(describeVariant(value), describeVariant(Variant(QString())));
+    std::optional<QDate> day(QDate(2000, 1, 1));
+    QVERIFY(!reader.GetFieldDate(QStringLiteral("VALUE"), day));
+    QCOMPARE(reader.ErrorMessage(), QStringLiteral("Invalid Field Type"));
+    QVERIFY(!day);
     // The table stays usable.
     QVERIFY(reader.GetFieldData(QStringLiteral("NEXT"), value));
     QCOMPARE(describeVariant(value), describeVariant(Variant(QStringLiteral("ok"))));
