@@ -1,0 +1,142 @@
+#include "support/ScriptedHttpServer.h"
+
+#include <QTcpSocket>
+#include <QTimer>
+
+namespace tarnaxe::test {
+
+struct ScriptedHttpServer::Connection {
+    QTcpSocket* socket = nullptr;
+    QTimer* ticker = nullptr;
+    QByteArray buffer;
+    RecordedRequest request;
+    bool haveHead = false;
+    qint64 contentLength = 0;
+    ScriptedAnswer answer;
+    bool answered = false;
+};
+
+ScriptedAnswer ScriptedAnswer::reply(int status, QByteArray reason, QByteArray body)
+{
+    ScriptedAnswer a;
+    a.status = status;
+    a.reason = std::move(reason);
+    a.body = std::move(body);
+    return a;
+}
+
+ScriptedAnswer ScriptedAnswer::silence()
+{
+    ScriptedAnswer a;
+    a.kind = Kind::Silence;
+    return a;
+}
+
+ScriptedHttpServer::ScriptedHttpServer()
+{
+    connect(&m_server, &QTcpServer::newConnection, this, &ScriptedHttpServer::accept);
+}
+
+ScriptedHttpServer::~ScriptedHttpServer()
+{
+    for (Connection* connection : m_open) {
+        connection->socket->abort();
+        delete connection->socket;
+        delete connection->ticker;
+        delete connection;
+    }
+}
+
+bool ScriptedHttpServer::listen()
+{
+    return m_server.listen(QHostAddress::LocalHost, 0);
+}
+
+void ScriptedHttpServer::accept()
+{
+    while (QTcpSocket* socket = m_server.nextPendingConnection()) {
+        ++m_connections;
+        auto* connection = new Connection;
+        connection->socket = socket;
+        connection->ticker = new QTimer;
+        m_open.append(connection);
+        socket->setParent(nullptr);
+        connect(socket, &QTcpSocket::readyRead, this, [this, connection] {
+            if (connection->answer.readPerTick == 0 || !connection->haveHead)
+                readFrom(connection);
+        });
+        connect(connection->ticker, &QTimer::timeout, this,
+                [this, connection] { readFrom(connection); });
+    }
+}
+
+void ScriptedHttpServer::readFrom(Connection* c)
+{
+    if (c->answered && c->answer.kind == ScriptedAnswer::Kind::Silence)
+        return;
+    if (!c->haveHead) {
+        c->buffer += c->socket->readAll();
+        const qsizetype end = c->buffer.indexOf("\r\n\r\n");
+        if (end < 0)
+            return;
+        c->haveHead = true;
+        c->request = {};
+        c->request.head = c->buffer.left(end);
+        const QList<QByteArray> lines = c->request.head.split('\n');
+        const QList<QByteArray> first = lines.value(0).trimmed().split(' ');
+        c->request.method = first.value(0);
+        c->request.path = first.value(1);
+        c->contentLength = 0;
+        for (const QByteArray& line : lines) {
+            const qsizetype colon = line.indexOf(':');
+            if (colon > 0 && line.left(colon).trimmed().toLower() == "content-length")
+                c->contentLength = line.mid(colon + 1).trimmed().toLongLong();
+        }
+        c->request.body = c->buffer.mid(end + 4);
+        c->buffer.clear();
+        c->answer = m_answers.isEmpty() ? ScriptedAnswer() : m_answers.takeFirst();
+        c->answered = false;
+        if (c->answer.kind == ScriptedAnswer::Kind::DropAfterHead) {
+            m_requests.append(c->request);
+            c->socket->abort();
+            return;
+        }
+        if (c->answer.readPerTick > 0) {
+            // Let the kernel's buffers fill, so that the client has to wait for us.
+            c->socket->setReadBufferSize(c->answer.readPerTick);
+            c->ticker->start(c->answer.readIntervalMs);
+        }
+    } else {
+        const qint64 want = c->answer.readPerTick > 0 ? c->answer.readPerTick : -1;
+        c->request.body += want > 0 ? c->socket->read(want) : c->socket->readAll();
+    }
+    if (c->request.body.size() >= c->contentLength)
+        answer(c);
+}
+
+void ScriptedHttpServer::answer(Connection* c)
+{
+    c->ticker->stop();
+    m_requests.append(c->request);
+    c->haveHead = false;
+    c->answered = true;
+    switch (c->answer.kind) {
+    case ScriptedAnswer::Kind::Silence:
+        return;
+    case ScriptedAnswer::Kind::DropAfterHead:
+    case ScriptedAnswer::Kind::DropAfterBody:
+        c->socket->abort();
+        return;
+    case ScriptedAnswer::Kind::Reply:
+        break;
+    }
+    QByteArray out = "HTTP/1.1 " + QByteArray::number(c->answer.status) + ' ' + c->answer.reason +
+                     "\r\nContent-Length: " + QByteArray::number(c->answer.body.size()) + "\r\n";
+    for (const auto& [name, value] : c->answer.headers)
+        out += name + ": " + value + "\r\n";
+    out += "\r\n" + c->answer.body;
+    c->socket->write(out);
+    c->socket->setReadBufferSize(0);
+}
+
+} // namespace tarnaxe::test

@@ -1,0 +1,71 @@
+#pragma once
+// A one-thread HTTP/1.1 server for tests of the client: records every request exactly as
+// it came and answers each in the way the test scripted (a reply, silence, a dropped
+// connection, a slow reader). Runs on the caller's event loop, which the client's local
+// loop keeps turning.
+
+#include <QByteArray>
+#include <QList>
+#include <QMetaType>
+#include <QObject>
+#include <QTcpServer>
+
+class QTcpSocket;
+
+namespace tarnaxe::test {
+
+struct RecordedRequest {
+    QByteArray method;
+    QByteArray path;
+    QByteArray head; // request line and headers
+    QByteArray body;
+};
+
+struct ScriptedAnswer {
+    enum class Kind { Reply, Silence, DropAfterHead, DropAfterBody };
+    Kind kind = Kind::Reply;
+    int status = 200;
+    QByteArray reason = "OK";
+    QByteArray body;
+    QList<QPair<QByteArray, QByteArray>> headers;
+    // Reads at most this many body bytes per tick of readIntervalMs (0: at once).
+    qint64 readPerTick = 0;
+    int readIntervalMs = 0;
+
+    static ScriptedAnswer reply(int status, QByteArray reason, QByteArray body = {});
+    static ScriptedAnswer silence();
+};
+
+class ScriptedHttpServer : public QObject {
+    Q_OBJECT
+
+public:
+    ScriptedHttpServer();
+    ~ScriptedHttpServer() override;
+
+    bool listen();
+    quint16 port() const { return m_server.serverPort(); }
+    QString hostPort() const { return QStringLiteral("127.0.0.1:%1").arg(port()); }
+
+    // Answers for the coming requests, in order; when they run out, "200 OK" with an
+    // empty body.
+    void script(QList<ScriptedAnswer> answers) { m_answers = std::move(answers); }
+    const QList<RecordedRequest>& requests() const { return m_requests; }
+    int connectionsAccepted() const { return m_connections; }
+
+private:
+    struct Connection;
+    void accept();
+    void readFrom(Connection* connection);
+    void answer(Connection* connection);
+
+    QTcpServer m_server;
+    QList<ScriptedAnswer> m_answers;
+    QList<RecordedRequest> m_requests;
+    QList<Connection*> m_open;
+    int m_connections = 0;
+};
+
+} // namespace tarnaxe::test
+
+Q_DECLARE_METATYPE(tarnaxe::test::ScriptedAnswer)
