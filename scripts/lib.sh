@@ -2,7 +2,8 @@
 set -euo pipefail
 
 TOP=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-DEBIAN_PACKAGES=(cmake ninja-build g++ pkg-config qt6-base-dev qt6-websockets-dev libgl-dev)
+DEBIAN_PACKAGES=(cmake ninja-build g++ pkg-config qt6-base-dev qt6-websockets-dev libgl-dev
+    libcpp-httplib-dev libsqlite3-dev libssl-dev zlib1g-dev libbrotli-dev openssl)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi

@@ -25,11 +25,11 @@ public:
 
     // The header fields as they will be written; change them to make a broken table.
     quint8 version;
-    qint64 recordCountOverride = -1;   // -1: the number of records added
-    qint64 headerLengthOverride = -1;  // -1: 32 * fields + 33
-    qint64 recordLengthOverride = -1;  // -1: 1 + the field lengths
-    bool endOfFileMark = true;         // a trailing 0x1A
-    bool terminator = true;            // the 0x0D after the descriptors
+    qint64 recordCountOverride = -1;  // -1: the number of records added
+    qint64 headerLengthOverride = -1; // -1: 32 * fields + 33
+    qint64 recordLengthOverride = -1; // -1: 1 + the field lengths
+    bool endOfFileMark = true;        // a trailing 0x1A
+    bool terminator = true;           // the 0x0D after the descriptors
 
     QByteArray bytes() const;
     bool write(const QString& path) const;

@@ -1,0 +1,268 @@
+#include "support/DataupServer.h"
+
+#include <QDeadlineTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QJsonDocument>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QRegularExpression>
+#include <QSslConfiguration>
+#include <QTimer>
+
+namespace tarnaxe::test {
+
+DataupServer::DataupServer(DataupServerOptions options) : m_options(std::move(options))
+{
+    m_process.setProgram(QStringLiteral(TARNAXE_DATAUP_SERVER_PATH));
+}
+
+DataupServer::~DataupServer()
+{
+    stop();
+}
+
+QString DataupServer::baseUrl() const
+{
+    return QStringLiteral("%1://127.0.0.1:%2")
+        .arg(m_options.tls ? QStringLiteral("https") : QStringLiteral("http"))
+        .arg(m_port);
+}
+
+QString DataupServer::caCertificatePath() const
+{
+    return m_certificates ? m_certificates->caCertificate() : QString();
+}
+
+bool DataupServer::start(int timeoutMs)
+{
+    static const QRegularExpression ready(
+        QStringLiteral("^dataup-server listening on https?://(.+):(\\d+)$"));
+    if (!m_dir.isValid()) {
+        m_error = QStringLiteral("no temporary folder");
+        return false;
+    }
+    QStringList arguments = {QStringLiteral("--data"), dataDir(), QStringLiteral("--listen"),
+                             QStringLiteral("127.0.0.1:0")};
+    if (m_options.tls) {
+        m_certificates = std::make_unique<TestCertificates>();
+        if (!m_certificates->isValid()) {
+            m_error = m_certificates->error();
+            return false;
+        }
+        arguments << QStringLiteral("--tls-cert") << m_certificates->server().certificate
+                  << QStringLiteral("--tls-key") << m_certificates->server().key;
+    }
+    if (m_options.maxBody > 0)
+        arguments << QStringLiteral("--max-body") << QString::number(m_options.maxBody);
+    arguments += m_options.extraArguments;
+    m_process.setArguments(arguments);
+    m_process.setStandardErrorFile(logPath(), QIODevice::Append);
+    m_process.start();
+    if (!m_process.waitForStarted(timeoutMs)) {
+        m_error = m_process.errorString();
+        return false;
+    }
+    const QDeadlineTimer deadline(timeoutMs);
+    while (!deadline.hasExpired()) {
+        while (m_process.canReadLine()) {
+            const QString line = QString::fromUtf8(m_process.readLine()).trimmed();
+            if (const auto match = ready.match(line); match.hasMatch()) {
+                m_port = quint16(match.captured(2).toUInt());
+                return true;
+            }
+        }
+        if (m_process.state() == QProcess::NotRunning)
+            break;
+        m_process.waitForReadyRead(100);
+    }
+    QFile log(logPath());
+    (void)log.open(QIODevice::ReadOnly);
+    m_error = QStringLiteral("dataup-server did not become ready: ") +
+              QString::fromUtf8(log.readAll().right(2000));
+    stop();
+    return false;
+}
+
+void DataupServer::stop()
+{
+    if (m_process.state() == QProcess::NotRunning)
+        return;
+    m_process.terminate();
+    if (!m_process.waitForFinished(10000)) {
+        m_process.kill();
+        m_process.waitForFinished(5000);
+    }
+    m_exitCode = m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+    if (m_exitCode != 0) {
+        QFile log(logPath());
+        (void)log.open(QIODevice::ReadOnly);
+        qWarning("dataup-server exited with %d; the end of its log:\n%s", m_exitCode,
+                 log.readAll().right(4000).constData());
+    }
+}
+
+QString DataupServer::seed()
+{
+    static const QRegularExpression guid(QStringLiteral("^\\{[0-9A-F-]{36}\\}$"));
+    QProcess process;
+    process.start(QStringLiteral(TARNAXE_DATAUP_SERVER_PATH),
+                  {QStringLiteral("seed"), QStringLiteral("--data"), dataDir()});
+    if (!process.waitForFinished(60000) || process.exitCode() != 0) {
+        m_error = QStringLiteral("seed failed: ") +
+                  QString::fromLocal8Bit(process.readAllStandardError());
+        return {};
+    }
+    const QString out = QString::fromLatin1(process.readAllStandardOutput()).trimmed();
+    if (!guid.match(out).hasMatch()) {
+        m_error = QStringLiteral("seed printed no GUID: ") + out;
+        return {};
+    }
+    return out;
+}
+
+QByteArray DataupServer::request(const QByteArray& method, const QByteArray& path,
+                                 const QByteArray& body, int* httpStatus)
+{
+    if (httpStatus)
+        *httpStatus = 0;
+    if (!m_network)
+        m_network = std::make_unique<QNetworkAccessManager>();
+    QNetworkRequest request(QUrl(baseUrl() + QString::fromLatin1(path)));
+    request.setHeader(QNetworkRequest::ContentTypeHeader,
+                      QStringLiteral("text/plain; charset=windows-1252"));
+    if (m_options.tls) {
+        QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+        tls.addCaCertificates(caCertificatePath());
+        request.setSslConfiguration(tls);
+    }
+    QNetworkReply* reply = m_network->sendCustomRequest(request, method, body);
+    QEventLoop loop;
+    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    QTimer::singleShot(60000, &loop, &QEventLoop::quit);
+    loop.exec();
+    const std::unique_ptr<QNetworkReply, void (*)(QNetworkReply*)> owner(
+        reply, [](QNetworkReply* r) { r->deleteLater(); });
+    if (!reply->isFinished()) {
+        reply->abort();
+        m_error = QStringLiteral("no answer in time");
+        return {};
+    }
+    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    if (httpStatus)
+        *httpStatus = status;
+    if (status == 0)
+        m_error = reply->errorString();
+    return reply->readAll();
+}
+
+QByteArray DataupServer::post(const QByteArray& page, const QByteArray& body, int* httpStatus)
+{
+    return request("POST", page, body, httpStatus);
+}
+
+bool DataupServer::setFaults(const QByteArray& json)
+{
+    int status = 0;
+    request("POST", "/_faults", json, &status);
+    return status == 200;
+}
+
+bool DataupServer::clearFaults()
+{
+    int status = 0;
+    request("DELETE", "/_faults", {}, &status);
+    return status == 200;
+}
+
+namespace {
+
+QJsonDocument jsonOf(const QByteArray& body, int status)
+{
+    return status == 200 ? QJsonDocument::fromJson(body) : QJsonDocument();
+}
+
+QByteArray encoded(const QString& guid)
+{
+    return QUrl::toPercentEncoding(guid);
+}
+
+} // namespace
+
+QJsonObject DataupServer::transaction(const QString& guid)
+{
+    int status = 0;
+    const QByteArray body = request("GET", "/api/transactions/" + encoded(guid), {}, &status);
+    return jsonOf(body, status).object();
+}
+
+QJsonArray DataupServer::transactions()
+{
+    int status = 0;
+    const QByteArray body = request("GET", "/api/transactions", {}, &status);
+    return jsonOf(body, status).array();
+}
+
+QJsonObject DataupServer::assignment(const QString& guid)
+{
+    int status = 0;
+    const QByteArray body = request("GET", "/api/assignments/" + encoded(guid), {}, &status);
+    return jsonOf(body, status).object();
+}
+
+QByteArray dataupBody(const DataupFields& fields, const QByteArray& binaryName,
+                      const QByteArray& binary)
+{
+    QByteArray body;
+    for (const auto& [name, value] : fields)
+        body += name + ':' + value + '\t';
+    if (!binaryName.isEmpty())
+        body += binaryName + ':' + binary;
+    return body;
+}
+
+QByteArray DataupReply::value(const char* name) const
+{
+    for (const auto& [fieldName, fieldValue] : fields) {
+        if (fieldName == name)
+            return fieldValue;
+    }
+    return {};
+}
+
+bool DataupReply::has(const char* name) const
+{
+    for (const auto& field : fields) {
+        if (field.first == name)
+            return true;
+    }
+    return false;
+}
+
+DataupReply parseDataupReply(const QByteArray& body)
+{
+    DataupReply reply;
+    qsizetype at = 0;
+    while (at < body.size()) {
+        if (body.mid(at, 7) == "Export:") {
+            reply.hasExport = true;
+            // The blob and the TAB that the server sends after it.
+            reply.exportBytes = body.mid(at + 7);
+            if (reply.exportBytes.endsWith('\t'))
+                reply.exportBytes.chop(1);
+            return reply;
+        }
+        const qsizetype tab = body.indexOf('\t', at);
+        const QByteArray field = body.mid(at, tab < 0 ? -1 : tab - at);
+        const qsizetype colon = field.indexOf(':');
+        if (tab < 0 || colon < 0) {
+            reply.malformed = true;
+            return reply;
+        }
+        reply.fields.append({field.left(colon), field.mid(colon + 1)});
+        at = tab + 1;
+    }
+    return reply;
+}
+
+} // namespace tarnaxe::test

@@ -1,0 +1,38 @@
+#pragma once
+// Certificates made at run time with the openssl command into a temporary folder: a CA,
+// a server certificate for 127.0.0.1 and localhost signed by it, one for a wrong host name
+// signed by the same CA, and a self-signed one. Nothing secret is kept in the repository.
+
+#include <QString>
+#include <QTemporaryDir>
+
+namespace tarnaxe::test {
+
+struct CertificateFiles {
+    QString certificate; // PEM
+    QString key;         // PEM, unencrypted
+};
+
+class TestCertificates {
+public:
+    // Makes all of them; check isValid().
+    TestCertificates();
+
+    bool isValid() const { return m_error.isEmpty(); }
+    const QString& error() const { return m_error; }
+
+    QString caCertificate() const { return m_dir.filePath(QStringLiteral("ca.pem")); }
+    CertificateFiles server() const { return files(QStringLiteral("server")); }
+    CertificateFiles wrongHost() const { return files(QStringLiteral("wrong")); } // wrong.example
+    CertificateFiles selfSigned() const { return files(QStringLiteral("self")); }
+
+private:
+    CertificateFiles files(const QString& name) const;
+    bool run(const QStringList& arguments);
+    bool signedBy(const QString& name, const QString& commonName, const QString& altNames);
+
+    QTemporaryDir m_dir;
+    QString m_error;
+};
+
+} // namespace tarnaxe::test
