@@ -17,6 +17,8 @@ namespace tarnaxe {
 
 namespace {
 
+constexpr qint64 kInMemoryBody = 256 * 1024;
+
 QString httpStatusText(QNetworkReply* reply, int status)
 {
     QString text = QStringLiteral("HTTP %1").arg(status);
@@ -112,8 +114,24 @@ HttpPostResult HttpTransport::post(const QUrl& url, const QByteArray& text, cons
 
     QElapsedTimer elapsed;
     elapsed.start();
-    QNetworkReply* reply = m_network->post(request, body);
-    body->setParent(reply);
+    QNetworkReply* reply = nullptr;
+    if (body->size() <= kInMemoryBody) {
+        // Small bodies (a chunk and its fields) are handed over whole: Qt's HTTP thread
+        // then sends them without asking this thread for each 16 KiB piece, which halves
+        // the time of a chunk post.
+        const QByteArray bytes = body->readAll();
+        const bool complete = bytes.size() == body->size();
+        const QString why = body->errorString();
+        delete body;
+        if (!complete) {
+            result.error = QStringLiteral("Cannot read %1: %2").arg(filePath, why);
+            return result;
+        }
+        reply = m_network->post(request, bytes);
+    } else {
+        reply = m_network->post(request, body);
+        body->setParent(reply);
+    }
 
     QEventLoop loop;
     QTimer idle;

@@ -293,13 +293,14 @@ void TestClsComm::silentServerTimesOut()
 
 void TestClsComm::slowButMovingUploadGoesThrough()
 {
-    // The server takes 256 KiB every 20 ms of a 40 MiB body: three seconds in all, far
-    // more than the second without progress allowed, but bytes keep moving. (Less than a
-    // second's worth fits in the kernel's socket buffers, so the client sees the pace.)
+    // The server takes 256 KiB every 20 ms of a 48 MiB body: about four seconds in all,
+    // more than twice the 1.5 s without progress allowed, but bytes keep moving. (Well
+    // under a second's worth fits in the kernel's socket buffers, so the client sees the
+    // pace.)
     HttpTransportOptions options;
-    options.inactivityTimeoutMs = 1000;
+    options.inactivityTimeoutMs = 1500;
     comm().transport().setOptions(options);
-    const QByteArray bytes = QByteArray(40 << 20, 's');
+    const QByteArray bytes = QByteArray(48 << 20, 's');
     comm().LocalFileSpec = writeFile(QStringLiteral("slow.bin"), bytes);
     comm().PostPage = QStringLiteral("/dataup/WriteFile.asp");
     ScriptedAnswer slow = ScriptedAnswer::reply(200, "OK", "Status:SUCCESS\t");

@@ -34,15 +34,15 @@ void TestReplyFields::nextField_data()
                                  << QByteArray("SUCCESS");
     QTest::newRow("second keeps the drive colon")
         << reply << 16 << true << 19 << QByteArray("Location") << QByteArray("C:\\x\\y.jpg");
-    QTest::newRow("mid-field start") << reply << 3 << true << 12 << QByteArray("atus")
-                                     << QByteArray("SUCCESS");
+    QTest::newRow("mid-field start")
+        << reply << 3 << true << 12 << QByteArray("atus") << QByteArray("SUCCESS");
     QTest::newRow("position 0") << reply << 0 << false << 0 << QByteArray() << QByteArray();
     QTest::newRow("past the end") << reply << int(reply.size()) + 1 << false << 0 << QByteArray()
                                   << QByteArray();
-    QTest::newRow("last byte is the TAB") << reply << int(reply.size()) << true << 0
-                                          << QByteArray() << QByteArray();
-    QTest::newRow("no TAB after it") << QByteArray("Status:SUCCESS") << 1 << true << 0
-                                     << QByteArray() << QByteArray();
+    QTest::newRow("last byte is the TAB")
+        << reply << int(reply.size()) << true << 0 << QByteArray() << QByteArray();
+    QTest::newRow("no TAB after it")
+        << QByteArray("Status:SUCCESS") << 1 << true << 0 << QByteArray() << QByteArray();
     QTest::newRow("no colon") << QByteArray("SUCCESS\t") << 1 << true << 7 << QByteArray()
                               << QByteArray();
     QTest::newRow("colon first") << QByteArray(":SUCCESS\t") << 1 << true << 8 << QByteArray()
@@ -80,8 +80,7 @@ void TestReplyFields::findField_data()
 
     const QByteArray reply("Status:SUCCESS\tTransactionGUID:{A-B}\tLocation:C:\\x\\y.jpg\t");
     QTest::newRow("first") << reply << QByteArray("Status") << true << QByteArray("SUCCESS");
-    QTest::newRow("later") << reply << QByteArray("TransactionGUID") << true
-                           << QByteArray("{A-B}");
+    QTest::newRow("later") << reply << QByteArray("TransactionGUID") << true << QByteArray("{A-B}");
     QTest::newRow("colons stay in the value")
         << reply << QByteArray("Location") << true << QByteArray("C:\\x\\y.jpg");
     QTest::newRow("names are case-sensitive")
