@@ -1,6 +1,9 @@
 #include "Agent.h"
 
 #include "automation/IO.h"
+#include "platform/Logging.h"
+#include "transfer/TransferForm.h"
+#include "transfer/TransferOptions.h"
 
 #include <QCoreApplication>
 
@@ -16,7 +19,15 @@ Agent::Agent(const QString& settingsFile)
                                                          [] {
                                                              QCoreApplication::processEvents();
                                                          }}
-{}
+{
+    m_forms.registerFactory(QStringLiteral("frmIO"), [this]() -> QObject* {
+        // Read afresh for every transfer, as the other settings are.
+        const TransferOptions options = readTransferOptions(m_settings.filePath());
+        if (!options.error.isEmpty())
+            qCWarning(lcTransfer) << options.error;
+        return new TransferForm({m_state, m_lists, m_ui, options.http, m_context.yieldToUi});
+    });
+}
 
 std::unique_ptr<Dispatchable> Agent::newIO()
 {

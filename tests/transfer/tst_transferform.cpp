@@ -1,0 +1,145 @@
+// frmIO driven headless: the caption and statuses per command, the bar, the refusal to
+// close while it works, one run per form, and unloading when done.
+
+#include "automation/AttachmentLists.h"
+#include "automation/SharedState.h"
+#include "support/DataupServer.h"
+#include "support/ScriptedUi.h"
+#include "transfer/TransferForm.h"
+
+#include <QLabel>
+#include <QPointer>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace tarnaxe;
+using tarnaxe::test::ScriptedUi;
+
+class TestTransferForm : public QObject {
+    Q_OBJECT
+
+private slots:
+    void init();
+    void unknownCommand();
+    void deliveriesNotAvailableYet_data();
+    void deliveriesNotAvailableYet();
+    void uploadRunsOnceAndUnloads();
+    void barOnlyGrows();
+
+private:
+    // Shows a new form for command and waits until it has unloaded; the statuses it sent.
+    QList<QStringList> runForm(const QString& command,
+                               std::function<void(TransferForm&)> during = {});
+
+    SharedState m_state;
+    AttachmentLists m_lists;
+    ScriptedUi m_ui;
+};
+
+void TestTransferForm::init()
+{
+    m_state = SharedState();
+    m_ui = ScriptedUi();
+}
+
+QList<QStringList> TestTransferForm::runForm(const QString& command,
+                                             std::function<void(TransferForm&)> during)
+{
+    m_state.request.IOCommand = command;
+    QPointer<TransferForm> form = new TransferForm({m_state, m_lists, m_ui, {}, {}});
+    QList<QStringList> statuses;
+    connect(form, &TransferForm::CurrentStatus, this,
+            [&statuses, &form, during](const QString& status, const QString& message) {
+                statuses << QStringList{status, message, form->windowTitle()};
+                if (status == QLatin1String("BUSY") && during)
+                    during(*form);
+            });
+    form->show();
+    if (!QTest::qWaitFor([&form] { return form.isNull(); }, 20000))
+        qWarning("the form did not unload");
+    return statuses;
+}
+
+void TestTransferForm::unknownCommand()
+{
+    const auto statuses = runForm(QStringLiteral("DELETE"));
+    QCOMPARE(statuses, (QList<QStringList>{{"ERROR", "Error Occurred", "Interface Error"}}));
+    QCOMPARE(m_ui.boxes.size(), 1);
+    QCOMPARE(m_ui.boxes[0].text, QStringLiteral("Invalid I/O Command"));
+    QCOMPARE(m_ui.boxes[0].title, QStringLiteral("Program Error"));
+    QCOMPARE(m_ui.boxes[0].icon, MessageIcon::Critical);
+    QCOMPARE(m_state.request.IOCommand, QStringLiteral("ERROR"));
+}
+
+void TestTransferForm::deliveriesNotAvailableYet_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("caption");
+    QTest::newRow("READ") << "READ"
+                          << "Write Assignment to Local Computer";
+    QTest::newRow("READMIE") << "READMIE"
+                             << "Write MIE estimate to Local Computer";
+}
+
+void TestTransferForm::deliveriesNotAvailableYet()
+{
+    QFETCH(QString, command);
+    QFETCH(QString, caption);
+    const auto statuses = runForm(command);
+    QCOMPARE(statuses, (QList<QStringList>{{"BUSY", caption, caption},
+                                           {"ERROR", "Error Occurred", caption}}));
+    QCOMPARE(m_ui.boxes.size(), 1);
+    QVERIFY(m_ui.boxes[0].text.contains(QStringLiteral("not available")));
+}
+
+void TestTransferForm::uploadRunsOnceAndUnloads()
+{
+    test::DataupServer server;
+    QVERIFY2(server.start(), qPrintable(server.error()));
+    m_state.request.AssignmentGUID = server.seed();
+    m_state.request.RemoteServer = server.hostPort();
+    m_state.SessionPath = QDir::tempPath();
+    int closeRefusals = -1;
+    bool cancelLabelHidden = false;
+    const auto statuses = runForm(QStringLiteral("WRITE"), [&](TransferForm& form) {
+        // While it works the window stays, with a beep; showing it again runs nothing.
+        const int beeps = m_ui.beeps;
+        QVERIFY(!form.close());
+        closeRefusals = m_ui.beeps - beeps;
+        form.hide();
+        form.show();
+        cancelLabelHidden = form.findChild<QLabel*>(QStringLiteral("lblCancel"))->isHidden();
+    });
+    const QString caption = QStringLiteral("Save Collected Information");
+    QCOMPARE(statuses,
+             (QList<QStringList>{{"BUSY", caption, caption}, {"COMPLETE", "No Errors", caption}}));
+    QCOMPARE(closeRefusals, 1);
+    QVERIFY(cancelLabelHidden);
+    QCOMPARE(m_ui.boxes.size(), 0);
+    const QJsonArray transactions = server.transactions();
+    QCOMPARE(transactions.size(), 1);
+    QCOMPARE(transactions[0].toObject().value(QLatin1String("state")).toString(),
+             QStringLiteral("committed"));
+}
+
+void TestTransferForm::barOnlyGrows()
+{
+    TransferForm form({m_state, m_lists, m_ui, {}, {}});
+    auto* box = form.findChild<StatusBox*>(QStringLiteral("picStatus"));
+    QVERIFY(box);
+    form.DrawStatus(80);
+    form.DrawStatus(50);
+    QCOMPARE(box->filledPercent(), 80);
+    QCOMPARE(form.lastPercent(), 50);
+    form.showAssignmentHeader(QStringLiteral("Claim #: 1"), QStringLiteral("Policy #: 2"),
+                              QStringLiteral("Insurance Co: 3"));
+    QCOMPARE(box->filledPercent(), 0);
+    QCOMPARE(form.findChild<QLabel*>(QStringLiteral("lblClaimNumber"))->text(),
+             QStringLiteral("Claim #: 1"));
+    for (const char* name : {"cmdCancel", "lblCancel", "lblMessage", "Label1", "Label2", "Label3",
+                             "lblInsCo", "lblPolicyNumber"})
+        QVERIFY2(form.findChild<QWidget*>(QLatin1String(name)), name);
+}
+
+QTEST_MAIN(TestTransferForm)
+#include "tst_transferform.moc"
