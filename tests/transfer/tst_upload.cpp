@@ -80,6 +80,7 @@ private slots:
     void cancelBetweenSteps_data();
     void cancelBetweenSteps();
     void listEditedDuringTheUpload();
+    void serverGoneMidUpload();
 
 private:
     QString writeFile(const QString& name, const QByteArray& bytes);
@@ -407,6 +408,24 @@ void TestUpload::listEditedDuringTheUpload()
     QVERIFY(run());
     QCOMPARE(onlyTransaction().value(QLatin1String("attachments")).toArray().size(), 3);
     QCOMPARE(m_lists.files().size(), 0);
+}
+
+void TestUpload::serverGoneMidUpload()
+{
+    m_lists.appendFile(writeFile(QStringLiteral("big.bin"), QByteArray(10 * 32768, 'g')));
+    // The server stops after the file's third piece.
+    int pieces = 0;
+    m_view.onEvents = [this, &pieces] {
+        if (m_view.messages.last() == QLatin1String("Uploading Step 2 of 3") && ++pieces == 3)
+            m_server->stop();
+    };
+    m_ui.boxAnswers.enqueue(MessageAnswer::No);
+    QVERIFY(!run());
+    QCOMPARE(m_ui.boxes.size(), 1);
+    const QString text = m_ui.boxes.first().text;
+    QVERIFY2(text.contains(QStringLiteral("Action: Uploading File Attachment\r\nError: ")),
+             qPrintable(text));
+    QVERIFY2(text.contains(QStringLiteral("Connection refused")), qPrintable(text));
 }
 
 QTEST_GUILESS_MAIN(TestUpload)
