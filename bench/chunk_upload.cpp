@@ -6,6 +6,7 @@
 // usage: chunk_upload [MiB for the single post, default 1024]
 
 #include "support/DataupServer.h"
+#include "support/PatternFile.h"
 #include "transfer/ReplyFields.h"
 #include "transfer/clsComm.h"
 
@@ -31,23 +32,6 @@ bool writeFile(const QString& path, const QByteArray& bytes)
 {
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-// A file of the given size, written in 1 MiB blocks of a repeating pattern.
-bool writeLargeFile(const QString& path, qint64 size)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    QByteArray block(1 << 20, '\0');
-    for (qsizetype i = 0; i < block.size(); ++i)
-        block[i] = char(i * 31 % 251);
-    for (qint64 left = size; left > 0; left -= block.size()) {
-        const qint64 n = qMin<qint64>(left, block.size());
-        if (file.write(block.constData(), n) != n)
-            return false;
-    }
-    return true;
 }
 
 QString beginTransaction(clsComm& comm)
@@ -198,7 +182,7 @@ int main(int argc, char** argv)
     // One large file in one post.
     const qint64 size = singleMiB << 20;
     const QString large = dir.filePath(QStringLiteral("large.bin"));
-    if (!writeLargeFile(large, size))
+    if (!test::writePatternFile(large, size))
         return 1;
     comm.PostPage = QStringLiteral("/dataup/WriteFile.asp");
     comm.LocalFileSpec = large;

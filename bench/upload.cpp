@@ -8,6 +8,8 @@
 #include "automation/SharedState.h"
 #include "platform/HttpTransport.h"
 #include "support/DataupServer.h"
+#include "support/PatternFile.h"
+#include "support/ProcessMemory.h"
 #include "support/ScriptedUi.h"
 #include "transfer/ReplyFields.h"
 #include "transfer/TransferForm.h"
@@ -34,34 +36,6 @@ using tarnaxe::test::DataupServerOptions;
 namespace {
 
 constexpr qint64 kPiece = 32768;
-
-qint64 residentKiB()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').first().toLongLong();
-    }
-    return -1;
-}
-
-bool writePattern(const QString& path, qint64 size)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    QByteArray block(1 << 20, '\0');
-    for (qsizetype i = 0; i < block.size(); ++i)
-        block[i] = char(i * 13 % 251);
-    for (qint64 left = size; left > 0; left -= block.size()) {
-        const qint64 n = qMin<qint64>(left, block.size());
-        if (file.write(block.constData(), n) != n)
-            return false;
-    }
-    return true;
-}
 
 double mibPerSecond(qint64 bytes, qint64 ns)
 {
@@ -170,7 +144,7 @@ int main(int argc, char** argv)
         return 1;
     }
     const QString file = dir.filePath(QStringLiteral("large.bin"));
-    if (!writePattern(file, size))
+    if (!test::writePatternFile(file, size))
         return 1;
 
     SharedState state;
@@ -183,10 +157,11 @@ int main(int argc, char** argv)
     lists.appendFile(file);
     test::ScriptedUi ui;
 
-    const qint64 before = residentKiB();
+    const qint64 before = test::residentKiB();
     qint64 peak = before;
     QTimer sampler;
-    QObject::connect(&sampler, &QTimer::timeout, [&peak] { peak = qMax(peak, residentKiB()); });
+    QObject::connect(&sampler, &QTimer::timeout,
+                     [&peak] { peak = qMax(peak, test::residentKiB()); });
     sampler.start(20);
     QString outcome;
     QPointer<TransferForm> form = new TransferForm({state, lists, ui, {}, {}});

@@ -2,6 +2,7 @@
 // while 200 MiB stream in.
 
 #include "support/DataupServer.h"
+#include "support/ProcessMemory.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -9,23 +10,6 @@
 #include <QTest>
 
 using namespace tarnaxe::test;
-
-namespace {
-
-// VmRSS of a process in KiB, -1 when it cannot be read.
-qint64 residentKiB(qint64 pid)
-{
-    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').first().toLongLong();
-    }
-    return -1;
-}
-
-} // namespace
 
 class TestDataupServerStream : public QObject {
     Q_OBJECT
