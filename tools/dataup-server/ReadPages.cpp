@@ -8,9 +8,9 @@ namespace {
 
 const Reply kNotFound = Reply::failure("Assignment not found");
 
-} // namespace
-
-Reply readAssignment(PageContext& context, const RequestBody& body)
+// The reply that answer builds from the assignment named by "GUID:", or the failure.
+template <typename Answer>
+Reply withAssignment(PageContext& context, const RequestBody& body, Answer answer)
 {
     if (auto failure = missingField(body.fields, {"GUID"}))
         return *failure;
@@ -18,10 +18,19 @@ Reply readAssignment(PageContext& context, const RequestBody& body)
     const auto assignment = context.store.assignment(body.fields.value("GUID"));
     if (!assignment)
         return kNotFound;
-    return Reply::success()
-        .add("ClaimNumber", assignment->claimNumber)
-        .add("PolicyNumber", assignment->policyNumber)
-        .add("CompanyName", assignment->companyName);
+    return answer(*assignment);
+}
+
+} // namespace
+
+Reply readAssignment(PageContext& context, const RequestBody& body)
+{
+    return withAssignment(context, body, [](const auto& assignment) {
+        return Reply::success()
+            .add("ClaimNumber", assignment.claimNumber)
+            .add("PolicyNumber", assignment.policyNumber)
+            .add("CompanyName", assignment.companyName);
+    });
 }
 
 Reply readAssignmentExport(PageContext& context, const RequestBody& body)
@@ -39,24 +48,16 @@ Reply readAssignmentExport(PageContext& context, const RequestBody& body)
 
 Reply readAssignmentBasename(PageContext& context, const RequestBody& body)
 {
-    if (auto failure = missingField(body.fields, {"GUID"}))
-        return *failure;
-    const auto lock = context.store.lock();
-    const auto assignment = context.store.assignment(body.fields.value("GUID"));
-    if (!assignment)
-        return kNotFound;
-    return Reply::success().add("Basename", assignment->basename);
+    return withAssignment(context, body, [](const auto& assignment) {
+        return Reply::success().add("Basename", assignment.basename);
+    });
 }
 
 Reply readMie(PageContext& context, const RequestBody& body)
 {
-    if (auto failure = missingField(body.fields, {"GUID"}))
-        return *failure;
-    const auto lock = context.store.lock();
-    const auto assignment = context.store.assignment(body.fields.value("GUID"));
-    if (!assignment)
-        return kNotFound;
-    return Reply::success().addExport(assignment->mie);
+    return withAssignment(context, body, [](const auto& assignment) {
+        return Reply::success().addExport(assignment.mie);
+    });
 }
 
 } // namespace tarnaxe::dataup
