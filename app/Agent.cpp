@@ -25,7 +25,8 @@ Agent::Agent(const QString& settingsFile)
         const TransferOptions options = readTransferOptions(m_settings.filePath());
         if (!options.error.isEmpty())
             qCWarning(lcTransfer) << options.error;
-        return new TransferForm({m_state, m_lists, m_ui, options.http, m_context.yieldToUi});
+        return new TransferForm(
+            {m_state, m_lists, m_settings, m_ui, options.http, m_context.yieldToUi});
     });
 }
 

@@ -6,6 +6,7 @@
 
 #include "automation/AttachmentLists.h"
 #include "automation/SharedState.h"
+#include "config/LocalSettings.h"
 #include "platform/HttpTransport.h"
 #include "support/DataupServer.h"
 #include "support/PatternFile.h"
@@ -164,7 +165,8 @@ int main(int argc, char** argv)
                      [&peak] { peak = qMax(peak, test::residentKiB()); });
     sampler.start(20);
     QString outcome;
-    QPointer<TransferForm> form = new TransferForm({state, lists, ui, {}, {}});
+    const LocalSettings settings(dir.filePath(QStringLiteral("TarnLocal.ini")));
+    QPointer<TransferForm> form = new TransferForm({state, lists, settings, ui, {}, {}});
     QObject::connect(form, &TransferForm::CurrentStatus,
                      [&outcome](const QString& status, const QString&) { outcome = status; });
     QElapsedTimer timer;

@@ -40,6 +40,8 @@ struct SharedState {
     QString AutoVIN;
 
     TransferRequest request;
+    // Which delivery slots an assignment goes to: "Y" or "N" per slot; empty for none.
+    QString FormatSelection;
 };
 
 } // namespace tarnaxe

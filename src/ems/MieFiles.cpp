@@ -2,54 +2,16 @@
 
 #include "config/PathHelpers.h"
 #include "ems/EstimateText.h"
+#include "platform/FileMoves.h"
 #include "platform/FileNames.h"
 
 #include <QFile>
 #include <QFileInfo>
-#include <QTemporaryFile>
-#include <cerrno>
 #include <cmath>
-#include <fcntl.h>
-#include <stdio.h>
-#include <unistd.h>
 
 namespace tarnaxe {
 
 namespace {
-
-enum class Move { Done, Taken, Failed };
-
-// Renames from to to unless to exists, in one step, so that a file another process saved
-// under the same name a moment ago is never replaced.
-Move moveWithoutReplacing(const QString& from, const QString& to, QString& reason)
-{
-    const QByteArray source = QFile::encodeName(from);
-    const QByteArray target = QFile::encodeName(to);
-    if (::renameat2(AT_FDCWD, source.constData(), AT_FDCWD, target.constData(), RENAME_NOREPLACE) ==
-        0)
-        return Move::Done;
-    int error = errno;
-    if (error == EINVAL || error == ENOSYS || error == EOPNOTSUPP) {
-        // The file system lacks the flag; a hard link cannot replace a file either.
-        if (::link(source.constData(), target.constData()) == 0) {
-            ::unlink(source.constData());
-            return Move::Done;
-        }
-        error = errno;
-        if (error == EPERM || error == EOPNOTSUPP) {
-            // No links either (FAT, some shares): check, then rename, as well as we can.
-            if (QFileInfo::exists(to))
-                return Move::Taken;
-            if (::rename(source.constData(), target.constData()) == 0)
-                return Move::Done;
-            error = errno;
-        }
-    }
-    if (error == EEXIST)
-        return Move::Taken;
-    reason = qt_error_string(error);
-    return Move::Failed;
-}
 
 QString mieName(qint64 number)
 {
@@ -76,14 +38,14 @@ bool saveMieData(const QString& deliveryFolder, const QByteArray& data, Clock& c
     error.clear();
     QString path = joinPath(deliveryFolder, mieName(mieNumber(clock.now().time())));
     // Hidden and without the .mie extension, so that no search for MIE files sees it.
-    QTemporaryFile temporary(joinPath(deliveryFolder, QStringLiteral(".mie-XXXXXX.part")));
-    if (!temporary.open())
-        return saveFailed(path, temporary.errorString(), error);
-    if (temporary.write(data) != data.size() || !temporary.flush())
-        return saveFailed(path, temporary.errorString(), error);
-    if (::fsync(temporary.handle()) != 0)
-        return saveFailed(path, qt_error_string(errno), error);
-    temporary.close();
+    PendingFile pending(deliveryFolder);
+    QString reason;
+    if (!pending.open(reason))
+        return saveFailed(path, reason, error);
+    if (pending.file().write(data) != data.size())
+        return saveFailed(path, pending.file().errorString(), error);
+    if (!pending.finish(reason))
+        return saveFailed(path, reason, error);
 
     for (;;) {
         const QString name = mieName(mieNumber(clock.now().time()));
@@ -91,15 +53,13 @@ bool saveMieData(const QString& deliveryFolder, const QByteArray& data, Clock& c
         // Another case of the same name is the same file where the folder is shared with
         // Windows machines.
         if (findNameIgnoringCase(deliveryFolder, name).isEmpty()) {
-            QString reason;
-            switch (moveWithoutReplacing(temporary.fileName(), path, reason)) {
-            case Move::Done:
-                temporary.setAutoRemove(false);
+            switch (pending.moveWithoutReplacing(path, reason)) {
+            case MoveResult::Done:
                 savedPath = path;
                 return true;
-            case Move::Failed:
+            case MoveResult::Failed:
                 return saveFailed(path, reason, error);
-            case Move::Taken:
+            case MoveResult::Taken:
                 break;
             }
         }

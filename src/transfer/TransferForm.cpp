@@ -1,6 +1,7 @@
 #include "transfer/TransferForm.h"
 
 #include "automation/SharedState.h"
+#include "delivery/FormatsDialog.h"
 #include "platform/Ui.h"
 #include "transfer/UploadTransaction.h"
 
@@ -174,11 +175,20 @@ void TransferForm::firstActivation()
     deleteLater();
 }
 
-bool TransferForm::notAvailableYet(const QString& what)
+AssignmentDownload TransferForm::download()
 {
-    m_context.ui.message(what + QStringLiteral(" is not available in this version of the agent."),
-                         windowTitle(), MessageIcon::Information);
-    return false;
+    AssignmentDownload::FormatChooser choose = m_context.chooseFormats;
+    if (!choose) {
+        choose = [this](QString& selection) {
+            return FormatsDialog::choose(m_context.settings, selection, this);
+        };
+    }
+    AssignmentDownload download(m_context.state, m_context.settings, m_context.ui, *this, *m_http,
+                                m_context.clock ? *m_context.clock : m_systemClock,
+                                std::move(choose));
+    if (m_context.randomFraction)
+        download.setRandomFraction(m_context.randomFraction);
+    return download;
 }
 
 void TransferForm::runCommand()
@@ -191,12 +201,12 @@ void TransferForm::runCommand()
     if (request.IOCommand == QLatin1String("READ")) {
         caption = QStringLiteral("Write Assignment to Local Computer");
         work = [this] {
-            return notAvailableYet(QStringLiteral("Assignment delivery"));
+            return download().ReadAssignment();
         };
     } else if (request.IOCommand == QLatin1String("READMIE")) {
         caption = QStringLiteral("Write MIE estimate to Local Computer");
         work = [this] {
-            return notAvailableYet(QStringLiteral("MIE download"));
+            return download().ReadMie();
         };
     } else if (request.IOCommand == QLatin1String("WRITE")) {
         caption = QStringLiteral("Save Collected Information");

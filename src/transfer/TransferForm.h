@@ -4,6 +4,8 @@
 // CurrentStatus, the window cannot be closed while it works, and it unloads itself a
 // quarter second after it finished.
 
+#include "platform/Clock.h"
+#include "transfer/AssignmentDownload.h"
 #include "transfer/TransferView.h"
 #include "transfer/clsComm.h"
 
@@ -17,6 +19,7 @@ class QPushButton;
 namespace tarnaxe {
 
 class AttachmentLists;
+class LocalSettings;
 class Ui;
 struct SharedState;
 
@@ -41,9 +44,14 @@ private:
 struct TransferFormContext {
     SharedState& state;
     AttachmentLists& lists;
+    const LocalSettings& settings; // loaded by the call that started the transfer
     Ui& ui;
     HttpTransportOptions http;
     std::function<void()> yieldToUi;
+    Clock* clock = nullptr; // names of saved MIE files; the system clock when null
+    // Asks which of the offered slots an assignment goes to; the format dialog when empty.
+    AssignmentDownload::FormatChooser chooseFormats = {};
+    std::function<double()> randomFraction = {}; // Mitchell base names; random when empty
 };
 
 class TransferForm : public QWidget, public TransferView {
@@ -77,10 +85,11 @@ protected:
 private:
     void firstActivation();
     void runCommand();
-    bool notAvailableYet(const QString& what);
+    AssignmentDownload download();
     void cmdCancel_Click();
 
     TransferFormContext m_context;
+    SystemClock m_systemClock;
     std::unique_ptr<clsComm> m_http;
     bool m_activated = false;
     bool m_finished = false;

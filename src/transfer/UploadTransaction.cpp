@@ -7,7 +7,7 @@
 #include "ems/EmsRecordTable.h"
 #include "platform/Logging.h"
 #include "platform/Ui.h"
-#include "platform/Windows1252.h"
+#include "transfer/AssignmentReads.h"
 #include "transfer/ReplyFields.h"
 #include "transfer/TransferView.h"
 #include "transfer/clsComm.h"
@@ -62,40 +62,10 @@ void UploadTransaction::onProgress(qint16& percent)
     drawForBytes(m_currentFileSize, percent);
 }
 
-bool UploadTransaction::readHeader(QString& message)
-{
-    message = QStringLiteral("Reading Assignment: ");
-    m_http.PostPage = QStringLiteral("/dataup/ReadAssignment.asp");
-    QString error;
-    if (!m_http.SendData(field(QStringLiteral("GUID:"), m_state.request.AssignmentGUID), error)) {
-        message = error;
-        return false;
-    }
-    m_view.setMessage(QStringLiteral("Connected to Server!"));
-    const QByteArray& reply = m_http.ResponseData;
-    QByteArray status;
-    if (!FindField(reply, "Status", status)) {
-        message = QStringLiteral("Read Error: No Status returned");
-        return false;
-    }
-    if (fromWindows1252(status).toUpper() != QLatin1String("SUCCESS")) {
-        QByteArray text;
-        message = FindField(reply, "ErrorMessage", text)
-                      ? QStringLiteral("Read Error: ") + GetFieldText(reply, "ErrorMessage")
-                      : QStringLiteral("Read Error: Unspecified Error!");
-        return false;
-    }
-    m_view.showAssignmentHeader(QStringLiteral("Claim #: ") + GetFieldText(reply, "ClaimNumber"),
-                                QStringLiteral("Policy #: ") + GetFieldText(reply, "PolicyNumber"),
-                                QStringLiteral("Insurance Co: ") +
-                                    GetFieldText(reply, "CompanyName"));
-    return true;
-}
-
 bool UploadTransaction::UploadAttachments()
 {
     QString message;
-    if (!readHeader(message)) {
+    if (!AssignmentReads(m_http, m_view).readHeader(m_state.request.AssignmentGUID, message)) {
         m_ui.message(message, kErrorTitle, MessageIcon::Information);
         return false;
     }

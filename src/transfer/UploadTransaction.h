@@ -60,7 +60,6 @@ public:
 private:
     void onProgress(qint16& percent);
     void drawForBytes(qint64 currentSize, int percentOfCurrent);
-    bool readHeader(QString& message);
     bool postFields(const QString& page, const QString& fields, QString& error);
     bool sendAttachment(Step& step, const QString& stage, QString& message);
     bool sendEstimate(Step& step, QString& message);

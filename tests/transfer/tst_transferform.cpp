@@ -3,6 +3,7 @@
 
 #include "automation/AttachmentLists.h"
 #include "automation/SharedState.h"
+#include "config/LocalSettings.h"
 #include "support/DataupServer.h"
 #include "support/ScriptedUi.h"
 #include "transfer/TransferForm.h"
@@ -10,6 +11,7 @@
 #include <QLabel>
 #include <QPointer>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace tarnaxe;
@@ -21,8 +23,8 @@ class TestTransferForm : public QObject {
 private slots:
     void init();
     void unknownCommand();
-    void deliveriesNotAvailableYet_data();
-    void deliveriesNotAvailableYet();
+    void downloadFailuresEndInError_data();
+    void downloadFailuresEndInError();
     void uploadRunsOnceAndUnloads();
     void barOnlyGrows();
 
@@ -31,8 +33,10 @@ private:
     QList<QStringList> runForm(const QString& command,
                                std::function<void(TransferForm&)> during = {});
 
+    QTemporaryDir m_dir;
     SharedState m_state;
     AttachmentLists m_lists;
+    LocalSettings m_settings{m_dir.filePath(QStringLiteral("TarnLocal.ini"))};
     ScriptedUi m_ui;
 };
 
@@ -46,7 +50,7 @@ QList<QStringList> TestTransferForm::runForm(const QString& command,
                                              std::function<void(TransferForm&)> during)
 {
     m_state.request.IOCommand = command;
-    QPointer<TransferForm> form = new TransferForm({m_state, m_lists, m_ui, {}, {}});
+    QPointer<TransferForm> form = new TransferForm({m_state, m_lists, m_settings, m_ui, {}, {}});
     QList<QStringList> statuses;
     connect(form, &TransferForm::CurrentStatus, this,
             [&statuses, &form, during](const QString& status, const QString& message) {
@@ -71,25 +75,36 @@ void TestTransferForm::unknownCommand()
     QCOMPARE(m_state.request.IOCommand, QStringLiteral("ERROR"));
 }
 
-void TestTransferForm::deliveriesNotAvailableYet_data()
+void TestTransferForm::downloadFailuresEndInError_data()
 {
     QTest::addColumn<QString>("command");
     QTest::addColumn<QString>("caption");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("title");
+    // No slot is set up; the MIE data cannot be fetched without a server.
     QTest::newRow("READ") << "READ"
-                          << "Write Assignment to Local Computer";
+                          << "Write Assignment to Local Computer"
+                          << "No assignment destinations have been defined in Setup"
+                          << "Cannot Transfer Assignment";
     QTest::newRow("READMIE") << "READMIE"
-                             << "Write MIE estimate to Local Computer";
+                             << "Write MIE estimate to Local Computer"
+                             << "Invalid server address"
+                             << "Transfer Not Complete!";
 }
 
-void TestTransferForm::deliveriesNotAvailableYet()
+void TestTransferForm::downloadFailuresEndInError()
 {
     QFETCH(QString, command);
     QFETCH(QString, caption);
+    QFETCH(QString, text);
+    QFETCH(QString, title);
     const auto statuses = runForm(command);
     QCOMPARE(statuses, (QList<QStringList>{{"BUSY", caption, caption},
                                            {"ERROR", "Error Occurred", caption}}));
     QCOMPARE(m_ui.boxes.size(), 1);
-    QVERIFY(m_ui.boxes[0].text.contains(QStringLiteral("not available")));
+    QCOMPARE(m_ui.boxes[0].text, text);
+    QCOMPARE(m_ui.boxes[0].title, title);
+    QCOMPARE(m_ui.boxes[0].icon, MessageIcon::Information);
 }
 
 void TestTransferForm::uploadRunsOnceAndUnloads()
@@ -124,7 +139,7 @@ void TestTransferForm::uploadRunsOnceAndUnloads()
 
 void TestTransferForm::barOnlyGrows()
 {
-    TransferForm form({m_state, m_lists, m_ui, {}, {}});
+    TransferForm form({m_state, m_lists, m_settings, m_ui, {}, {}});
     auto* box = form.findChild<StatusBox*>(QStringLiteral("picStatus"));
     QVERIFY(box);
     form.DrawStatus(80);
