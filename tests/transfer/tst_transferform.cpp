@@ -6,10 +6,10 @@
 #include "config/LocalSettings.h"
 #include "support/DataupServer.h"
 #include "support/ScriptedUi.h"
+#include "support/TransferFormRun.h"
 #include "transfer/TransferForm.h"
 
 #include <QLabel>
-#include <QPointer>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -50,18 +50,8 @@ QList<QStringList> TestTransferForm::runForm(const QString& command,
                                              std::function<void(TransferForm&)> during)
 {
     m_state.request.IOCommand = command;
-    QPointer<TransferForm> form = new TransferForm({m_state, m_lists, m_settings, m_ui, {}, {}});
-    QList<QStringList> statuses;
-    connect(form, &TransferForm::CurrentStatus, this,
-            [&statuses, &form, during](const QString& status, const QString& message) {
-                statuses << QStringList{status, message, form->windowTitle()};
-                if (status == QLatin1String("BUSY") && during)
-                    during(*form);
-            });
-    form->show();
-    if (!QTest::qWaitFor([&form] { return form.isNull(); }, 20000))
-        qWarning("the form did not unload");
-    return statuses;
+    return test::runTransferForm({m_state, m_lists, m_settings, m_ui, {}, {}}, std::move(during),
+                                 20000);
 }
 
 void TestTransferForm::unknownCommand()

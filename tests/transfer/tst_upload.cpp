@@ -6,9 +6,9 @@
 #include "ems/EmsReader.h"
 #include "support/DataupServer.h"
 #include "support/EmsSetBuilder.h"
+#include "support/RecordingView.h"
 #include "support/ScriptedUi.h"
 #include "support/TableFolder.h"
-#include "transfer/TransferView.h"
 #include "transfer/UploadTransaction.h"
 #include "transfer/clsComm.h"
 
@@ -20,35 +20,10 @@
 
 using namespace tarnaxe;
 using tarnaxe::test::DataupServer;
+using tarnaxe::test::RecordingView;
 using tarnaxe::test::ScriptedUi;
 
 namespace {
-
-class RecordingView : public TransferView {
-public:
-    void setMessage(const QString& text) override { messages << text; }
-    void showAssignmentHeader(const QString& claim, const QString& policy,
-                              const QString& company) override
-    {
-        header = {claim, policy, company};
-    }
-    void drawStatus(int percent) override { bars << percent; }
-    void setCancelVisible(bool visible) override { cancelVisible = visible; }
-    bool abortRequested() const override { return abort; }
-    void clearAbortRequest() override { abort = false; }
-    void processEvents() override
-    {
-        if (onEvents)
-            onEvents();
-    }
-
-    QStringList messages;
-    QStringList header;
-    QList<int> bars;
-    bool cancelVisible = false;
-    bool abort = false;
-    std::function<void()> onEvents;
-};
 
 QString sha256Of(const QString& path)
 {
