@@ -142,6 +142,27 @@ private slots:
                               ": Unsupported XBASE file format\n");
     }
 
+    void assignmentWithoutTotalsIsShown()
+    {
+        TempHome home;
+        EmsSetBuilder set(home.path(), QStringLiteral("CL123"));
+        set.set("CLM_NO", "CLM-77-1").omit(EmsMember::Totals).omit(EmsMember::ProfileTotals);
+        QVERIFY(set.write());
+        Run run = runTool({QStringLiteral("info"), set.envelopePath()});
+        QCOMPARE(run.status, 0);
+        QVERIFY2(run.out.contains("not available: no totals member"), run.out.constData());
+        QVERIFY2(run.out.contains("claimNumber          [CLM-77-1]"), run.out.constData());
+        run = runTool({QStringLiteral("info"), set.envelopePath(), QStringLiteral("--json")});
+        QCOMPARE(run.status, 0);
+        const QJsonObject info = QJsonDocument::fromJson(run.out).object();
+        QVERIFY(info.value(QLatin1String("basic")).isNull());
+        QCOMPARE(info.value(QLatin1String("preparse"))
+                     .toObject()
+                     .value(QLatin1String("claimNumber"))
+                     .toString(),
+                 QStringLiteral("CLM-77-1"));
+    }
+
     void commandLine()
     {
         Run run = runTool({QStringLiteral("--help")});

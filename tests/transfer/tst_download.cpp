@@ -8,6 +8,7 @@
 #include "automation/SharedState.h"
 #include "config/LocalSettings.h"
 #include "delivery/FormatsDialog.h"
+#include "ems/EmsReader.h"
 #include "support/DataupServer.h"
 #include "support/ManualClock.h"
 #include "support/ScriptedHttpServer.h"
@@ -219,6 +220,16 @@ void TestDownload::oneSlotOfEachPlatform()
     const auto digests = pieceDigests();
     for (const auto& [name, piece] : files)
         QCOMPARE(sha256Of(QDir(folder).filePath(name)), digests.value(piece));
+    // What lands is a set the estimating programs (and our own reader) can open.
+    for (const auto& [name, piece] : files) {
+        if (!name.endsWith(QLatin1String(".env")))
+            continue;
+        EmsReader reader;
+        Variant claim;
+        QVERIFY2(reader.readField(QDir(folder).filePath(name), QStringLiteral("CLM_NO"), claim),
+                 qPrintable(reader.lastError()));
+        QCOMPARE(claim.toText().trimmed(), QStringLiteral("CLM-24-000417")); // fixed width
+    }
 }
 
 void TestDownload::allFourShareTheSessionFiles()

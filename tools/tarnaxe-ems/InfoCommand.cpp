@@ -1,6 +1,7 @@
 #include "InfoCommand.h"
 
 #include "ToolOutput.h"
+#include "ems/EmsFileSet.h"
 #include "ems/EmsReader.h"
 #include "ems/EmsRecordTable.h"
 
@@ -72,9 +73,19 @@ int showEstimate(const QString& envelopePath, bool json)
 {
     EmsReader reader;
     EstimateRecord record;
-    if (!reader.readBasicInfo(envelopePath, kNoAgeLimit, record))
+    QString basicMissing;
+    if (!reader.readBasicInfo(envelopePath, kNoAgeLimit, record)) {
+        // An assignment from an insurer has no totals yet; everything else is still worth
+        // showing (its claim, policy and vehicle come from the preparse values).
+        if (!reader.lastErrorFile().endsWith(QLatin1String(".ttl"), Qt::CaseInsensitive))
+            return readerFailure(reader, envelopePath);
+        basicMissing = QStringLiteral("no totals member (an assignment, not an estimate): ") +
+                       reader.lastErrorFile() + QStringLiteral(": ") + reader.lastError();
+        record.envelopeFile = envelopePath;
+        record.baseName = emsBaseName(envelopePath);
+    }
+    if (!reader.fillEnvelopeInfo(record) && !basicMissing.isEmpty())
         return readerFailure(reader, envelopePath);
-    reader.fillEnvelopeInfo(record);
     reader.fillPreparseInfo(record);
     collectEstimateFiles(record);
     const auto& table = emsRecordTable();
@@ -91,17 +102,27 @@ int showEstimate(const QString& envelopePath, bool json)
                             {QStringLiteral("kind"), table[file.index].displayName},
                             {QStringLiteral("uploadField"), table[file.index].uploadFieldName}});
         }
-        printJson(QJsonObject{{QStringLiteral("basic"), toObject(basicFacts(record))},
-                              {QStringLiteral("envelope"),
-                               QJsonObject{{QStringLiteral("size"), record.envelopeSize},
-                                           {QStringLiteral("supplement"), record.supplement},
-                                           {QStringLiteral("estimateType"), record.estimateType}}},
-                              {QStringLiteral("preparse"), preparse},
-                              {QStringLiteral("files"), files},
-                              {QStringLiteral("totalSize"), record.totalSize}});
+        QJsonObject output{{QStringLiteral("basic"), basicMissing.isEmpty()
+                                                         ? QJsonValue(toObject(basicFacts(record)))
+                                                         : QJsonValue(QJsonValue::Null)},
+                           {QStringLiteral("envelope"),
+                            QJsonObject{{QStringLiteral("size"), record.envelopeSize},
+                                        {QStringLiteral("supplement"), record.supplement},
+                                        {QStringLiteral("estimateType"), record.estimateType}}},
+                           {QStringLiteral("preparse"), preparse},
+                           {QStringLiteral("files"), files},
+                           {QStringLiteral("totalSize"), record.totalSize}};
+        if (!basicMissing.isEmpty())
+            output.insert(QStringLiteral("basicMissing"), basicMissing);
+        printJson(output);
         return 0;
     }
-    printFacts(QStringLiteral("basic estimate information"), basicFacts(record));
+    if (basicMissing.isEmpty()) {
+        printFacts(QStringLiteral("basic estimate information"), basicFacts(record));
+    } else {
+        printLine(QStringLiteral("basic estimate information"));
+        printLine(QStringLiteral("  not available: ") + basicMissing);
+    }
     printLine(QStringLiteral("envelope"));
     printLine(QStringLiteral("  size                 %1").arg(record.envelopeSize));
     printLine(QStringLiteral("  supplement           %1").arg(record.supplement ? "yes" : "no"));

@@ -1,0 +1,196 @@
+// Assignment delivery from a page's point of view: DeliverAssignment over the bridge,
+// IOStatus events, and EMS sets in the import folders that the EMS tool reads back. Once
+// with the real agent process and one slot (no dialog), once in process with two slots,
+// the format dialog clicked with QTest.
+
+#include "automation/AgentContext.h"
+#include "automation/AttachmentLists.h"
+#include "automation/FormRegistry.h"
+#include "automation/IO.h"
+#include "automation/SharedState.h"
+#include "config/LocalSettings.h"
+#include "platform/HostBridge.h"
+#include "support/AgentProcess.h"
+#include "support/BridgeClient.h"
+#include "support/DataupServer.h"
+#include "support/ScriptedUi.h"
+#include "support/TempHome.h"
+#include "transfer/TransferForm.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+using namespace tarnaxe;
+using namespace tarnaxe::test;
+
+namespace {
+
+// Waits for IOStatus events until one that is not "BUSY"; each as "status/message".
+QStringList ioStatuses(BridgeClient& page, int timeoutMs = 60000)
+{
+    QStringList statuses;
+    (void)QTest::qWaitFor(
+        [&] {
+            while (!page.events.isEmpty()) {
+                const QJsonObject event = page.events.takeFirst();
+                if (event.value(QLatin1String("event")).toString() == QLatin1String("IOStatus")) {
+                    const QJsonArray args = event.value(QLatin1String("args")).toArray();
+                    statuses << args[0].toString() + QLatin1Char('/') + args[1].toString();
+                }
+            }
+            return !statuses.isEmpty() && !statuses.last().startsWith(QLatin1String("BUSY"));
+        },
+        timeoutMs);
+    return statuses;
+}
+
+QString emsInfo(const QString& envelope)
+{
+    QProcess tool;
+    tool.start(QStringLiteral(TARNAXE_EMS_TOOL_PATH), {QStringLiteral("info"), envelope});
+    if (!tool.waitForFinished(20000))
+        return QStringLiteral("(tarnaxe-ems did not finish)");
+    return QString::fromUtf8(tool.readAllStandardOutput() + tool.readAllStandardError());
+}
+
+// A scripted Ui that shows the windows it is asked to, so that the transfer form runs.
+class ShowingUi : public ScriptedUi {
+public:
+    void showWindow(QObject* window) override
+    {
+        ScriptedUi::showWindow(window);
+        if (auto* widget = qobject_cast<QWidget*>(window))
+            widget->show();
+    }
+};
+
+const QString kDelivered = QStringLiteral("BUSY/Write Assignment to Local Computer");
+
+} // namespace
+
+class TestAgentDelivery : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY2(m_server.start(), qPrintable(m_server.error()));
+        m_guid = m_server.seed();
+        QVERIFY(!m_guid.isEmpty());
+    }
+
+    void realAgentOneSlot()
+    {
+        QTemporaryDir imports;
+        const QString folder = imports.filePath(QStringLiteral("ccc-import"));
+        QVERIFY(QDir().mkpath(folder));
+        AgentProcess agent("[HostBridge]\nPort=0\n[LocalSettings]\nEMSEstPlatform1=EMS: CCC\n"
+                           "EMSImportPath1=" +
+                           folder.toUtf8() + "\n");
+        QVERIFY2(agent.start(), qPrintable(agent.error()));
+        BridgeClient page;
+        QVERIFY(page.open(agent.url()));
+        page.call(QStringLiteral("Init"));
+        const QJsonObject started =
+            page.call(QStringLiteral("DeliverAssignment"), QStringLiteral("method"),
+                      {m_guid, m_server.hostPort()});
+        QCOMPARE(started.value(QLatin1String("result")), QJsonValue(true));
+        QCOMPARE(ioStatuses(page), (QStringList{kDelivered, QStringLiteral("COMPLETE/No Errors")}));
+
+        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden, QDir::Name),
+                 (QStringList{"SAMPLE01.ad1", "SAMPLE01.ad2", "SAMPLE01.dbt", "SAMPLE01.env",
+                              "SAMPLE01.veh"}));
+        const QString info = emsInfo(QDir(folder).filePath(QStringLiteral("SAMPLE01.env")));
+        QVERIFY2(info.contains(QStringLiteral("CLM-24-000417")), qPrintable(info));
+    }
+
+    void inProcessTwoSlotsThroughTheDialog()
+    {
+        TempHome home;
+        QTemporaryDir imports;
+        const QString ccc = imports.filePath(QStringLiteral("ccc"));
+        const QString mitchell = imports.filePath(QStringLiteral("mitchell"));
+        QVERIFY(QDir().mkpath(ccc) && QDir().mkpath(mitchell));
+        LocalSettings settings(home.configHome() + QStringLiteral("/TarnAxe/TarnLocal.ini"));
+        settings.file().write(QStringLiteral("LocalSettings"), QStringLiteral("EMSEstPlatform1"),
+                              platform_names::ccc);
+        settings.file().write(QStringLiteral("LocalSettings"), QStringLiteral("EMSImportPath1"),
+                              ccc);
+        settings.file().write(QStringLiteral("LocalSettings"), QStringLiteral("EMSEstPlatform2"),
+                              platform_names::mitchell);
+        settings.file().write(QStringLiteral("LocalSettings"), QStringLiteral("EMSImportPath2"),
+                              mitchell);
+        SharedState state;
+        AttachmentLists lists;
+        ShowingUi ui;
+        FormRegistry forms(ui);
+        AgentContext context{settings, state, lists, ui, forms, Services{}, [] {
+                                 QCoreApplication::processEvents();
+                             }};
+        forms.registerFactory(QStringLiteral("frmIO"), [&]() -> QObject* {
+            return new TransferForm({state, lists, settings, ui, {}, {}});
+        });
+        HostBridgeOptions options;
+        options.port = 0;
+        HostBridge bridge(options, [&context]() -> std::unique_ptr<Dispatchable> {
+            return std::make_unique<IO>(context);
+        });
+        QString error;
+        QVERIFY2(bridge.listen(&error), qPrintable(error));
+
+        // The clerk sees both platforms, unticks CCC and confirms.
+        QStringList offered;
+        QTimer clerk;
+        connect(&clerk, &QTimer::timeout, this, [&] {
+            QWidget* dialog = QApplication::activeModalWidget();
+            if (!dialog || dialog->objectName() != QLatin1String("frmFormats") ||
+                !offered.isEmpty())
+                return;
+            const auto boxes = dialog->findChildren<QCheckBox*>(QStringLiteral("chkFormat"));
+            for (QCheckBox* box : boxes)
+                offered << box->text();
+            QTest::mouseClick(boxes.first(), Qt::LeftButton, {},
+                              QPoint(6, boxes.first()->height() / 2));
+            QTest::mouseClick(dialog->findChild<QPushButton*>(QStringLiteral("cmdOK")),
+                              Qt::LeftButton);
+        });
+        clerk.start(20);
+
+        BridgeClient page;
+        QVERIFY(page.open(QStringLiteral("ws://127.0.0.1:%1").arg(bridge.port())));
+        page.call(QStringLiteral("Init"));
+        QCOMPARE(page.call(QStringLiteral("DeliverAssignment"), QStringLiteral("method"),
+                           {m_guid, m_server.hostPort()})
+                     .value(QLatin1String("result")),
+                 QJsonValue(true));
+        QCOMPARE(ioStatuses(page), (QStringList{kDelivered, QStringLiteral("COMPLETE/No Errors")}));
+        QCOMPARE(offered, (QStringList{platform_names::ccc, platform_names::mitchell}));
+        QVERIFY(QDir(ccc).isEmpty());
+        const QStringList written = QDir(mitchell).entryList(QDir::Files | QDir::Hidden);
+        QCOMPARE(written.size(), 7);
+        const QStringList envelopes = QDir(mitchell).entryList({QStringLiteral("*.env")});
+        QCOMPARE(envelopes.size(), 1);
+        QVERIFY2(
+            QRegularExpression(QStringLiteral("^A\\d{1,6}\\.env$")).match(envelopes[0]).hasMatch(),
+            qPrintable(envelopes[0]));
+        const QString info = emsInfo(QDir(mitchell).filePath(envelopes[0]));
+        QVERIFY2(info.contains(QStringLiteral("CLM-24-000417")), qPrintable(info));
+        QVERIFY(ui.boxes.isEmpty());
+    }
+
+private:
+    DataupServer m_server;
+    QString m_guid;
+};
+
+QTEST_MAIN(TestAgentDelivery)
+#include "tst_agentdelivery.moc"
