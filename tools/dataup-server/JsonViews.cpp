@@ -139,4 +139,21 @@ QJsonArray transactionsJson(Store& store)
     return list;
 }
 
+QJsonArray assignmentsJson(Store& store)
+{
+    const auto lock = store.lock();
+    QJsonArray list;
+    for (const AssignmentRecord& assignment : store.assignments()) {
+        list.append(QJsonObject{
+            {QStringLiteral("guid"), assignment.guid},
+            {QStringLiteral("claimNumber"), fromWindows1252(assignment.claimNumber)},
+            {QStringLiteral("policyNumber"), fromWindows1252(assignment.policyNumber)},
+            {QStringLiteral("companyName"), fromWindows1252(assignment.companyName)},
+            {QStringLiteral("basename"), fromWindows1252(assignment.basename)},
+            {QStringLiteral("createdAt"), assignment.createdAt},
+        });
+    }
+    return list;
+}
+
 } // namespace tarnaxe::dataup

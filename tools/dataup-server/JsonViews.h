@@ -17,6 +17,8 @@ std::optional<QJsonObject> assignmentJson(Store& store, const DataFolder& folder
 std::optional<QJsonObject> transactionJson(Store& store, const DataFolder& folder,
                                            const QByteArray& guid);
 QJsonArray transactionsJson(Store& store);
+// Every assignment's header, oldest first.
+QJsonArray assignmentsJson(Store& store);
 
 // Parts shared with the HTML view; the caller holds the lock.
 QJsonObject fileJson(Store& store, const DataFolder& folder, const FileRecord& file);

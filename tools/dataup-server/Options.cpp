@@ -2,16 +2,21 @@
 
 #include "Fields.h"
 
+#include <QDir>
+#include <QFileInfo>
+
 namespace tarnaxe::dataup {
 
 const char kUsage[] =
     "Usage:\n"
     "  dataup-server --data DIR [--listen HOST:PORT] [--tls-cert FILE --tls-key FILE]\n"
-    "                [--max-body BYTES]\n"
+    "                [--max-body BYTES] [--static [/PREFIX/=]DIR ...]\n"
     "      Serves the /dataup/ pages, an HTML overview at /, JSON at /api/... and fault\n"
     "      rules at /_faults. State lives in DIR (created when missing). --listen defaults\n"
     "      to 127.0.0.1:8080; port 0 takes a free port. With a certificate and its key the\n"
-    "      server speaks HTTPS. --max-body defaults to 67108864 (64 MiB).\n"
+    "      server speaks HTTPS. --max-body defaults to 67108864 (64 MiB). --static serves\n"
+    "      the files of DIR under /PREFIX/ (by default /NAME/, NAME being DIR's own name),\n"
+    "      for a sample page; it may be given several times.\n"
     "  dataup-server seed --data DIR\n"
     "      Adds a sample assignment to DIR and prints its GUID.\n"
     "  dataup-server --help\n";
@@ -32,6 +37,27 @@ bool parseListen(const QString& text, ServeOptions& options)
         return false;
     options.host = host;
     options.port = port;
+    return true;
+}
+
+bool parseStatic(const QString& text, ServeOptions& options)
+{
+    ServeOptions::StaticMount mount;
+    const qsizetype equals = text.indexOf(QLatin1Char('='));
+    if (text.startsWith(QLatin1Char('/')) && equals > 0) {
+        mount.prefix = text.left(equals);
+        mount.folder = text.mid(equals + 1);
+    } else {
+        mount.folder = text;
+        mount.prefix = QLatin1Char('/') + QFileInfo(QDir::cleanPath(text)).fileName();
+    }
+    if (!mount.prefix.endsWith(QLatin1Char('/')))
+        mount.prefix += QLatin1Char('/');
+    // "/" would hide the overview and the JSON views.
+    if (mount.prefix == QLatin1String("/") || mount.prefix.contains(QLatin1String("..")) ||
+        !QFileInfo(mount.folder).isDir())
+        return false;
+    options.staticMounts.append(mount);
     return true;
 }
 
@@ -79,6 +105,11 @@ CommandLine parseCommandLine(const QStringList& arguments)
             o.tlsCert = value;
         } else if (name == QLatin1String("--tls-key") && serving) {
             o.tlsKey = value;
+        } else if (name == QLatin1String("--static") && serving) {
+            if (!parseStatic(value, o))
+                return invalid(QStringLiteral("--static wants an existing folder, as DIR or "
+                                              "/PREFIX/=DIR (not /), not ") +
+                               value);
         } else if (name == QLatin1String("--max-body") && serving) {
             const auto size = parseSize(value.toLatin1());
             if (!size || *size == 0)

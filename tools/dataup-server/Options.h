@@ -1,6 +1,7 @@
 #pragma once
 // The command line.
 
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -13,6 +14,12 @@ struct ServeOptions {
     QString tlsCert;
     QString tlsKey;
     qint64 maxBody = 64 * 1024 * 1024;
+    // Folders served as they are, each under its URL prefix ("/portal/").
+    struct StaticMount {
+        QString prefix;
+        QString folder;
+    };
+    QList<StaticMount> staticMounts;
 };
 
 struct CommandLine {

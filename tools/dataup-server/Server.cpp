@@ -8,6 +8,7 @@
 #include "Store.h"
 #include "ViewRoutes.h"
 
+#include <QFile>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -145,6 +146,14 @@ int runServer(const ServeOptions& options)
     pageRoutes.install(*server);
     installViewRoutes(*server, store, folder);
     installFaultRoutes(*server, faults);
+    for (const auto& mount : options.staticMounts) {
+        if (!server->set_mount_point(mount.prefix.toStdString(),
+                                     QFile::encodeName(mount.folder).toStdString()))
+            return fail(QStringLiteral("cannot serve ") + mount.folder);
+    }
+    // Module scripts are refused by browsers unless served as JavaScript.
+    server->set_file_extension_and_mimetype_mapping("js", "text/javascript");
+    server->set_file_extension_and_mimetype_mapping("mjs", "text/javascript");
 
     const std::string host = options.host.toStdString();
     int port = options.port;

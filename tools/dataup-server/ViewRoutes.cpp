@@ -53,6 +53,9 @@ void installViewRoutes(httplib::Server& server, Store& store, const DataFolder& 
         const QByteArray page = overviewPage(store, folder);
         res.set_content(page.toStdString(), "text/html; charset=utf-8");
     });
+    server.Get("/api/assignments", [&store](const httplib::Request&, httplib::Response& res) {
+        replyJson(res, 200, json(assignmentsJson(store)));
+    });
     server.Get("/api/transactions", [&store](const httplib::Request&, httplib::Response& res) {
         replyJson(res, 200, json(transactionsJson(store)));
     });
