@@ -92,16 +92,18 @@ bool AssignmentDelivery::DeliverAssignment(QString& message)
             continue;
         const QString platform = platformOfSlot(slot);
         const QString& folder = m_settings.EMSImportPath[slot];
-        if (platform == platform_names::audatex)
+        if (platform == platform_names::audatex) {
             result = WriteADPAssignment(folder, message);
-        else if (platform == platform_names::ccc)
+        } else if (platform == platform_names::ccc) {
             result = WriteCCCAssignment(folder, message);
-        else if (platform == platform_names::mitchell)
+        } else if (platform == platform_names::mitchell) {
             result = WriteMitchellAssignment(folder, message);
-        else if (platform == platform_names::custom1)
+        } else if (platform == platform_names::custom1) {
             result = WriteMIEAssignment(folder, message);
-        else
+        } else {
             result = true; // nothing to write for this platform
+            message = QStringLiteral("OK");
+        }
         m_source.setProgress(slot * 5 + 75);
     }
     if (!result)
