@@ -23,6 +23,33 @@ install_missing_packages() {
     fi
 }
 
+# node and the npm packages of the JavaScript client, for its tests. Debian's nodejs and npm
+# are installed only when there is no node at all: a node from elsewhere (NodeSource) brings
+# its own npm, and Debian's npm package conflicts with it.
+install_node_packages() {
+    if ! command -v node >/dev/null 2>&1; then
+        echo "Installing nodejs npm"
+        as_root apt-get update -qq
+        as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+            nodejs npm >/dev/null
+    elif ! command -v npm >/dev/null 2>&1; then
+        if dpkg-query -W -f='${Version}' nodejs 2>/dev/null | grep -q nodesource; then
+            echo "node is installed without npm; install the npm that goes with it" >&2
+            return 1
+        fi
+        echo "Installing npm"
+        as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+            npm >/dev/null
+    fi
+    local dir="$TOP/clients/js"
+    # npm ci starts from an empty node_modules: skip it while the tree there is the locked one,
+    # so that a second run needs neither the network nor the time.
+    if [ ! -f "$dir/node_modules/.package-lock.json" ] ||
+        [ "$dir/package-lock.json" -nt "$dir/node_modules/.package-lock.json" ]; then
+        (cd "$dir" && npm ci --prefer-offline --no-audit --no-fund --loglevel=error)
+    fi
+}
+
 # build DIR BUILD_TYPE [extra cmake arguments...]
 build() {
     local dir=$1 type=$2
