@@ -4,14 +4,19 @@ set -euo pipefail
 TOP=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 DEBIAN_PACKAGES=(cmake ninja-build g++ pkg-config qt6-base-dev qt6-websockets-dev libgl-dev
     libcpp-httplib-dev libsqlite3-dev libssl-dev zlib1g-dev libbrotli-dev openssl)
+# Only the tests need these: the browser that drives the sample page, curl for the
+# server's tests and benchmarks.
+DEBIAN_TEST_PACKAGES=(chromium curl)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
 }
 
+# install_missing_packages [package...]: the given packages, or the build's.
 install_missing_packages() {
-    local missing=()
-    for package in "${DEBIAN_PACKAGES[@]}"; do
+    local wanted=("$@") missing=()
+    [ ${#wanted[@]} -gt 0 ] || wanted=("${DEBIAN_PACKAGES[@]}")
+    for package in "${wanted[@]}"; do
         dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||
             missing+=("$package")
     done
@@ -41,13 +46,17 @@ install_node_packages() {
         as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
             npm >/dev/null
     fi
-    local dir="$TOP/clients/js"
-    # npm ci starts from an empty node_modules: skip it while the tree there is the locked one,
-    # so that a second run needs neither the network nor the time.
-    if [ ! -f "$dir/node_modules/.package-lock.json" ] ||
-        [ "$dir/package-lock.json" -nt "$dir/node_modules/.package-lock.json" ]; then
-        (cd "$dir" && npm ci --prefer-offline --no-audit --no-fund --loglevel=error)
-    fi
+    local dir
+    for dir in "$TOP/clients/js" "$TOP/tests/browser"; do
+        # npm ci starts from an empty node_modules: skip it while the tree there is the
+        # locked one, so that a second run needs neither the network nor the time. No browser
+        # is downloaded: the tests drive Debian's chromium.
+        if [ ! -f "$dir/node_modules/.package-lock.json" ] ||
+            [ "$dir/package-lock.json" -nt "$dir/node_modules/.package-lock.json" ]; then
+            (cd "$dir" && PLAYWRIGHT_SKIP_BROWSER_DOWNLOAD=1 \
+                npm ci --prefer-offline --no-audit --no-fund --loglevel=error)
+        fi
+    done
 }
 
 # build DIR BUILD_TYPE [extra cmake arguments...]

@@ -19,6 +19,9 @@ const char kUsage[] =
     "      for a sample page; it may be given several times.\n"
     "  dataup-server seed --data DIR\n"
     "      Adds a sample assignment to DIR and prints its GUID.\n"
+    "  dataup-server sample-estimate --out DIR\n"
+    "      Writes an estimate of the sample claim (an EMS set with totals, as an estimating\n"
+    "      program exports it) into DIR and prints its envelope's path.\n"
     "  dataup-server --help\n";
 
 namespace {
@@ -82,6 +85,9 @@ CommandLine parseCommandLine(const QStringList& arguments)
     if (!args.isEmpty() && args.first() == QLatin1String("seed")) {
         line.command = CommandLine::Command::Seed;
         args.removeFirst();
+    } else if (!args.isEmpty() && args.first() == QLatin1String("sample-estimate")) {
+        line.command = CommandLine::Command::SampleEstimate;
+        args.removeFirst();
     }
     for (qsizetype i = 0; i < args.size(); ++i) {
         QString name = args[i];
@@ -96,7 +102,10 @@ CommandLine parseCommandLine(const QStringList& arguments)
         }
         ServeOptions& o = line.options;
         const bool serving = line.command == CommandLine::Command::Serve;
-        if (name == QLatin1String("--data")) {
+        const bool sampling = line.command == CommandLine::Command::SampleEstimate;
+        if (name == QLatin1String("--out") && sampling) {
+            o.outDir = value;
+        } else if (name == QLatin1String("--data") && !sampling) {
             o.dataDir = value;
         } else if (name == QLatin1String("--listen") && serving) {
             if (!parseListen(value, o))
@@ -118,6 +127,11 @@ CommandLine parseCommandLine(const QStringList& arguments)
         } else {
             return invalid(QStringLiteral("unknown option: ") + name);
         }
+    }
+    if (line.command == CommandLine::Command::SampleEstimate) {
+        if (line.options.outDir.isEmpty())
+            return invalid(QStringLiteral("--out DIR is required"));
+        return line;
     }
     if (line.options.dataDir.isEmpty())
         return invalid(QStringLiteral("--data DIR is required"));

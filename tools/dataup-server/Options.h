@@ -9,6 +9,7 @@ namespace tarnaxe::dataup {
 
 struct ServeOptions {
     QString dataDir;
+    QString outDir; // sample-estimate
     QString host = QStringLiteral("127.0.0.1");
     int port = 8080;
     QString tlsCert;
@@ -23,7 +24,7 @@ struct ServeOptions {
 };
 
 struct CommandLine {
-    enum class Command { Serve, Seed, Help, Invalid };
+    enum class Command { Serve, Seed, SampleEstimate, Help, Invalid };
     Command command = Command::Invalid;
     ServeOptions options;
     QString error; // for Invalid

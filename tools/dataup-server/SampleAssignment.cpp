@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 namespace tarnaxe::dataup {
@@ -67,6 +68,22 @@ QByteArray sampleMie(const QString& guid)
 }
 
 } // namespace
+
+std::optional<QString> writeSampleEstimate(const QString& folder)
+{
+    if (!QDir().mkpath(folder))
+        return std::nullopt;
+    EmsSetBuilder set(folder, QStringLiteral("0001"));
+    set.style(EmsStyle::Letter)
+        .set("EST_SYSTEM", "C")
+        .set("CLM_NO", kSampleClaimNumber)
+        .set("POLICY_NO", kSamplePolicyNumber)
+        .set("INS_CO_NM", kSampleCompanyName)
+        .vehicleMemo("LEFT FRONT DOOR, RIGHT FRONT FENDER");
+    if (!set.write())
+        return std::nullopt;
+    return QFileInfo(set.envelopePath()).absoluteFilePath();
+}
 
 std::optional<SampleAssignment> makeSampleAssignment(const QString& guid)
 {

@@ -18,6 +18,11 @@ struct SampleAssignment {
 // not be written or read.
 std::optional<SampleAssignment> makeSampleAssignment(const QString& guid);
 
+// Writes a complete estimate of the sample claim (letter style, with totals, as an
+// estimating program exports it) into folder as 0001.env and its members; the envelope's
+// path, or nothing when a file could not be written.
+std::optional<QString> writeSampleEstimate(const QString& folder);
+
 inline constexpr char kSampleClaimNumber[] = "CLM-24-000417";
 inline constexpr char kSamplePolicyNumber[] = "POL-778899";
 inline constexpr char kSampleCompanyName[] = "SAFE HARBOR MUTUAL";

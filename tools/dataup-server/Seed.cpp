@@ -38,4 +38,16 @@ int runSeed(const QString& dataDir)
     return 0;
 }
 
+int runSampleEstimate(const QString& folder)
+{
+    const auto envelope = writeSampleEstimate(folder);
+    if (!envelope) {
+        std::fprintf(stderr, "dataup-server: cannot write the sample estimate into %s\n",
+                     folder.toLocal8Bit().constData());
+        return 1;
+    }
+    std::printf("%s\n", envelope->toLocal8Bit().constData());
+    return 0;
+}
+
 } // namespace tarnaxe::dataup

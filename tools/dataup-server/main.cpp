@@ -26,6 +26,8 @@ int main(int argc, char* argv[])
         return 2;
     case CommandLine::Command::Seed:
         return runSeed(line.options.dataDir);
+    case CommandLine::Command::SampleEstimate:
+        return runSampleEstimate(line.options.outDir);
     case CommandLine::Command::Serve:
         break;
     }
