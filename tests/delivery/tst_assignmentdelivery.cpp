@@ -5,6 +5,7 @@
 #include "delivery/AssignmentDelivery.h"
 #include "delivery/DeliveryFiles.h"
 #include "ems/EmsRecordTable.h"
+#include "support/FileContents.h"
 
 #include <QDir>
 #include <QFile>
@@ -44,25 +45,6 @@ QByteArray pieceBytes(const QString& piece)
     return piece.toLatin1() + QByteArray("\0\r\n\x1a\xff|", 6) + piece.toLower().toLatin1();
 }
 
-QByteArray contents(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>");
-}
-
-bool writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
-           file.write(bytes) == bytes.size();
-}
-
-QStringList everything(const QString& folder)
-{
-    return QDir(folder).entryList(
-        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
-}
-
 // file name -> the piece whose bytes it must hold
 using FolderPlan = QMap<QString, QString>;
 
@@ -91,16 +73,16 @@ QString folderDiff(const QString& folder, const FolderPlan& plan,
 {
     QStringList expected = plan.keys() + keep.keys();
     expected.sort();
-    const QStringList actual = everything(folder);
+    const QStringList actual = test::folderEntries(folder);
     if (actual != expected)
         return QStringLiteral("%1 holds [%2], expected [%3]")
             .arg(folder, actual.join(QLatin1String(", ")), expected.join(QLatin1String(", ")));
     for (auto it = keep.begin(); it != keep.end(); ++it) {
-        if (contents(folder + QLatin1Char('/') + it.key()) != it.value())
+        if (test::fileContents(folder + QLatin1Char('/') + it.key()) != it.value())
             return it.key() + QStringLiteral(" was changed");
     }
     for (auto it = plan.begin(); it != plan.end(); ++it) {
-        const QByteArray bytes = contents(folder + QLatin1Char('/') + it.key());
+        const QByteArray bytes = test::fileContents(folder + QLatin1Char('/') + it.key());
         if (bytes == pieceBytes(it.value()))
             continue;
         QString held = QStringLiteral("unknown bytes");
@@ -220,10 +202,10 @@ private:
     QString importFoldersEmpty() const
     {
         for (int slot = 1; slot <= kPlatformSlots; ++slot) {
-            if (!everything(folderOf(slot)).isEmpty())
+            if (!test::folderEntries(folderOf(slot)).isEmpty())
                 return QStringLiteral("import%1 holds [%2]")
                     .arg(slot)
-                    .arg(everything(folderOf(slot)).join(QLatin1String(", ")));
+                    .arg(test::folderEntries(folderOf(slot)).join(QLatin1String(", ")));
         }
         return {};
     }
@@ -319,7 +301,7 @@ void TestAssignmentDelivery::onePlatform()
     QVERIFY2(diff.isEmpty(), qPrintable(diff));
     for (int other = 1; other <= kPlatformSlots; ++other) {
         if (other != slot)
-            QCOMPARE(everything(folderOf(other)), QStringList());
+            QCOMPARE(test::folderEntries(folderOf(other)), QStringList());
     }
     // Mitchell draws its names; the others ask the server.
     QCOMPARE(m_source->basenameReads, platform == names::mitchell ? 0 : 1);
@@ -370,8 +352,8 @@ void TestAssignmentDelivery::platformWithoutFiles()
     QVERIFY2(deliver(QStringLiteral("Y"), message), qPrintable(message));
     QCOMPARE(m_source->reads, QStringList());
     QCOMPARE(m_source->basenameReads, 0);
-    QCOMPARE(everything(folderOf(1)), QStringList());
-    QCOMPARE(everything(m_session), QStringList());
+    QCOMPARE(test::folderEntries(folderOf(1)), QStringList());
+    QCOMPARE(test::folderEntries(m_session), QStringList());
     QCOMPARE(m_source->progress, downloadsThen({80, 100}));
 }
 
@@ -385,7 +367,8 @@ void TestAssignmentDelivery::missingFolderStillDownloads()
     QVERIFY2(deliver(QStringLiteral("YY"), message), qPrintable(message));
     QCOMPARE(message, QStringLiteral("OK"));
     QCOMPARE(m_source->reads, kMitchellPieces + kCccPieces);
-    QCOMPARE(contents(m_session + QStringLiteral("/tempad1.dbt")), pieceBytes("MIT201ad1dbt"));
+    QCOMPARE(test::fileContents(m_session + QStringLiteral("/tempad1.dbt")),
+             pieceBytes("MIT201ad1dbt"));
     const QString diff = folderDiff(folderOf(1), setOf(names::ccc, QStringLiteral("CL123")));
     QVERIFY2(diff.isEmpty(), qPrintable(diff));
     QVERIFY(!QFileInfo::exists(folderOf(2)));
@@ -419,7 +402,7 @@ void TestAssignmentDelivery::noUsableSlot()
         useSlot(1, names::ccc);
     } else if (layout == QLatin1String("file")) {
         useSlot(1, names::ccc, false);
-        QVERIFY(writeFile(folderOf(1), "not a folder"));
+        QVERIFY(test::writeFileContents(folderOf(1), "not a folder"));
     } else {
         for (int slot = 1; slot <= 6; ++slot)
             m_settings->EMSEstPlatform[slot] = names::ccc;
@@ -429,7 +412,7 @@ void TestAssignmentDelivery::noUsableSlot()
     QCOMPARE(message, kNoValidPaths);
     QCOMPARE(m_source->reads, QStringList());
     QCOMPARE(m_source->progress, QList<int>());
-    QCOMPARE(everything(m_session), QStringList());
+    QCOMPARE(test::folderEntries(m_session), QStringList());
 }
 
 void TestAssignmentDelivery::sessionFolderMissing()
@@ -442,7 +425,7 @@ void TestAssignmentDelivery::sessionFolderMissing()
     QVERIFY2(message.contains(QLatin1String("session folder")), qPrintable(message));
     QCOMPARE(m_source->reads, QStringList());
     QCOMPARE(m_source->progress, QList<int>());
-    QCOMPARE(everything(folderOf(1)), QStringList());
+    QCOMPARE(test::folderEntries(folderOf(1)), QStringList());
     QVERIFY2(!QFileInfo::exists(m_session), "a session folder was made behind Init's back");
 }
 
@@ -513,7 +496,7 @@ void TestAssignmentDelivery::mitchellNameRedrawn()
     QMap<QString, QByteArray> keep;
     for (const QString& name : existing) {
         keep.insert(name, "an earlier assignment");
-        QVERIFY(writeFile(folderOf(1) + QLatin1Char('/') + name, keep.value(name)));
+        QVERIFY(test::writeFileContents(folderOf(1) + QLatin1Char('/') + name, keep.value(name)));
     }
     m_fractions = fractions;
     QString message;
@@ -572,7 +555,7 @@ void TestAssignmentDelivery::hostileBaseName()
     QFETCH(QString, basename);
     useSlot(1, platform);
     m_source->basename = basename;
-    const QStringList around = everything(m_dir->path());
+    const QStringList around = test::folderEntries(m_dir->path());
     QString message;
     QVERIFY(!deliver(QStringLiteral("Y"), message));
 
@@ -582,8 +565,8 @@ void TestAssignmentDelivery::hostileBaseName()
     const QString reason = message.mid(head.size(), message.size() - head.size() - 2);
     QCOMPARE(reason, baseNameProblem(basename.trimmed()));
     QVERIFY(!reason.isEmpty());
-    QCOMPARE(everything(folderOf(1)), QStringList());
-    QCOMPARE(everything(m_dir->path()), around);
+    QCOMPARE(test::folderEntries(folderOf(1)), QStringList());
+    QCOMPARE(test::folderEntries(m_dir->path()), around);
     QVERIFY(!m_source->progress.contains(100));
 }
 
@@ -607,7 +590,7 @@ void TestAssignmentDelivery::baseNameUnavailable()
     QVERIFY(!deliver(QStringLiteral("Y"), message));
     QCOMPARE(message, readMessage);
     QCOMPARE(m_source->basenameReads, 1);
-    QCOMPARE(everything(folderOf(1)), QStringList());
+    QCOMPARE(test::folderEntries(folderOf(1)), QStringList());
 }
 
 void TestAssignmentDelivery::existingFilesKept_data()
@@ -634,7 +617,7 @@ void TestAssignmentDelivery::existingFilesKept()
     QFETCH(QString, existing);
     QFETCH(QString, refused);
     useSlot(1, platform);
-    QVERIFY(writeFile(folderOf(1) + QLatin1Char('/') + existing, "the office's own"));
+    QVERIFY(test::writeFileContents(folderOf(1) + QLatin1Char('/') + existing, "the office's own"));
     QString message;
     QVERIFY(!deliver(QStringLiteral("Y"), message));
     QCOMPARE(message, title + QStringLiteral("\r\n\r\nError: File already exists: ") + folderOf(1) +
@@ -751,8 +734,8 @@ void TestAssignmentDelivery::progressValues()
     QVERIFY2(deliver(QStringLiteral("YYYNY"), message), qPrintable(message));
     QCOMPARE(m_source->reads, kAllPieces);
     QCOMPARE(m_source->progress, downloadsThen({80, 90, 100, 100}));
-    QCOMPARE(everything(folderOf(4)), QStringList());
-    QCOMPARE(everything(folderOf(5)), QStringList{QStringLiteral("CL123.mie")});
+    QCOMPARE(test::folderEntries(folderOf(4)), QStringList());
+    QCOMPARE(test::folderEntries(folderOf(5)), QStringList{QStringLiteral("CL123.mie")});
 }
 
 void TestAssignmentDelivery::sessionFileCannotBeDeleted_data()
@@ -778,7 +761,7 @@ void TestAssignmentDelivery::sessionFileCannotBeDeleted()
     QVERIFY(!deliver(QStringLiteral("Y"), message));
     QCOMPARE(message, QStringLiteral("Cannot delete temporary session file: ") + path);
     QCOMPARE(m_source->reads.size(), readsBefore);
-    QCOMPARE(everything(folderOf(1)), QStringList());
+    QCOMPARE(test::folderEntries(folderOf(1)), QStringList());
 }
 
 void TestAssignmentDelivery::sessionFileCannotBeWritten()
@@ -794,7 +777,7 @@ void TestAssignmentDelivery::sessionFileCannotBeWritten()
     QCOMPARE(message,
              QStringLiteral("Cannot save EMS Temporary File: ") + emsRecordTable()[1].displayName);
     QCOMPARE(m_source->reads, kMitchellPieces.first(2));
-    QCOMPARE(everything(folderOf(1)), QStringList());
+    QCOMPARE(test::folderEntries(folderOf(1)), QStringList());
 }
 
 // A piece the server does not have leaves no session file, so the file of an earlier
@@ -803,14 +786,14 @@ void TestAssignmentDelivery::staleSessionFileNeverDelivered()
 {
     useSlot(1, names::ccc);
     const QString stale = m_session + QStringLiteral("/temp.ad2");
-    QVERIFY(writeFile(stale, "yesterday's assignment"));
+    QVERIFY(test::writeFileContents(stale, "yesterday's assignment"));
     m_source->pieces.remove(QStringLiteral("CCC201ad2"));
     QString message;
     QVERIFY(!deliver(QStringLiteral("Y"), message));
     QCOMPARE(message, QStringLiteral("Writing CCC assignment\r\n\r\nError: File not found: ") +
                           stale + QStringLiteral("\r\n"));
     QVERIFY(!QFileInfo::exists(stale));
-    QCOMPARE(everything(folderOf(1)), QStringList());
+    QCOMPARE(test::folderEntries(folderOf(1)), QStringList());
 }
 
 QTEST_GUILESS_MAIN(TestAssignmentDelivery)

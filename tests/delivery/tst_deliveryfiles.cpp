@@ -2,6 +2,7 @@
 // use, and copies that appear whole, envelope last, or not at all.
 
 #include "delivery/DeliveryFiles.h"
+#include "support/FileContents.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,26 +16,6 @@
 using namespace tarnaxe;
 
 namespace {
-
-QByteArray contents(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>");
-}
-
-bool writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
-           file.write(bytes) == bytes.size();
-}
-
-// Every entry, hidden ones included, so that a left-over temporary file shows.
-QStringList everything(const QString& folder)
-{
-    return QDir(folder).entryList(
-        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
-}
 
 // Bytes that a text-mode copy or a short read would spoil.
 QByteArray sample(char tag, int size)
@@ -125,7 +106,7 @@ private:
         for (const Member& member : members) {
             const QString suffix = QLatin1String(member.suffix);
             const QString source = sources + QStringLiteral("/temp") + suffix;
-            if (!writeFile(source, sample(member.suffix[1], member.size)))
+            if (!test::writeFileContents(source, sample(member.suffix[1], member.size)))
                 return {};
             copies.append({source, target + QStringLiteral("/CL123") + suffix});
         }
@@ -235,12 +216,12 @@ void TestDeliveryFiles::placesEveryCopy()
     QVERIFY2(placeCopies(copies, false, error), qPrintable(error));
     QStringList expected;
     for (const FileCopy& copy : copies) {
-        QCOMPARE(contents(copy.target), contents(copy.source));
+        QCOMPARE(test::fileContents(copy.target), test::fileContents(copy.source));
         QVERIFY2(QFileInfo::exists(copy.source), "a copy must leave its source");
         expected << QFileInfo(copy.target).fileName();
     }
     expected.sort();
-    QCOMPARE(everything(target), expected);
+    QCOMPARE(test::folderEntries(target), expected);
 }
 
 // A program watching the folder must never see a member under its real name before it
@@ -292,7 +273,7 @@ void TestDeliveryFiles::refusesAnExistingTarget()
     const QList<FileCopy> copies = threeCopies(target);
     QCOMPARE(copies.size(), 3);
     const QString existingPath = target + QLatin1Char('/') + existing;
-    QVERIFY(writeFile(existingPath, "someone else's"));
+    QVERIFY(test::writeFileContents(existingPath, "someone else's"));
     QString refused;
     for (const FileCopy& copy : copies) {
         if (QFileInfo(copy.target).fileName().compare(existing, Qt::CaseInsensitive) == 0)
@@ -303,8 +284,8 @@ void TestDeliveryFiles::refusesAnExistingTarget()
     QString error;
     QVERIFY(!placeCopies(copies, false, error));
     QCOMPARE(error, QStringLiteral("File already exists: ") + refused);
-    QCOMPARE(everything(target), QStringList{existing});
-    QCOMPARE(contents(existingPath), QByteArray("someone else's"));
+    QCOMPARE(test::folderEntries(target), QStringList{existing});
+    QCOMPARE(test::fileContents(existingPath), QByteArray("someone else's"));
 }
 
 void TestDeliveryFiles::failureLeavesNothing_data()
@@ -363,11 +344,11 @@ void TestDeliveryFiles::failureLeavesNothing()
     } else {
         QCOMPARE(error, expectedStart);
     }
-    QCOMPARE(everything(target), expectedInTarget);
-    QCOMPARE(everything(other), QStringList());
+    QCOMPARE(test::folderEntries(target), expectedInTarget);
+    QCOMPARE(test::folderEntries(other), QStringList());
     QVERIFY(!QFileInfo::exists(m_dir->filePath(QStringLiteral("gone"))));
     if (fault == QLatin1String("envelope blocked"))
-        QCOMPARE(everything(copies[0].target), QStringList{QStringLiteral("inside")});
+        QCOMPARE(test::folderEntries(copies[0].target), QStringList{QStringLiteral("inside")});
 }
 
 void TestDeliveryFiles::replaceModeReplaces()
@@ -376,12 +357,12 @@ void TestDeliveryFiles::replaceModeReplaces()
     const QList<FileCopy> copies = threeCopies(target);
     QCOMPARE(copies.size(), 3);
     for (const FileCopy& copy : copies)
-        QVERIFY(writeFile(copy.target, "an older set"));
+        QVERIFY(test::writeFileContents(copy.target, "an older set"));
     QString error;
     QVERIFY2(placeCopies(copies, true, error), qPrintable(error));
     for (const FileCopy& copy : copies)
-        QCOMPARE(contents(copy.target), contents(copy.source));
-    QCOMPARE(everything(target),
+        QCOMPARE(test::fileContents(copy.target), test::fileContents(copy.source));
+    QCOMPARE(test::folderEntries(target),
              (QStringList{QStringLiteral("CL123.ad1"), QStringLiteral("CL123.env"),
                           QStringLiteral("CL123.veh")}));
 }
@@ -424,12 +405,12 @@ void TestDeliveryFiles::symlinkedFolderIsFollowed()
     QString error;
     QVERIFY2(placeCopies(copies, false, error), qPrintable(error));
     QVERIFY(QFileInfo(link).isSymLink());
-    QCOMPARE(everything(real),
+    QCOMPARE(test::folderEntries(real),
              (QStringList{QStringLiteral("CL123.ad1"), QStringLiteral("CL123.env"),
                           QStringLiteral("CL123.veh")}));
     for (const FileCopy& copy : copies)
-        QCOMPARE(contents(real + QLatin1Char('/') + QFileInfo(copy.target).fileName()),
-                 contents(copy.source));
+        QCOMPARE(test::fileContents(real + QLatin1Char('/') + QFileInfo(copy.target).fileName()),
+                 test::fileContents(copy.source));
 
     // The names already there are seen through the link too.
     QVERIFY(!placeCopies(copies, false, error));

@@ -3,6 +3,7 @@
 // and the list of assignments that the page starts from.
 
 #include "support/DataupServer.h"
+#include "support/FileContents.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,17 +16,6 @@
 
 using namespace tarnaxe::test;
 
-namespace {
-
-bool writeFile(const QString& path, const QByteArray& bytes)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-} // namespace
-
 class TestDataupServerStatic : public QObject {
     Q_OBJECT
 
@@ -35,10 +25,10 @@ private slots:
         QTemporaryDir dir;
         const QString portal = dir.filePath(QStringLiteral("portal"));
         const QString client = dir.filePath(QStringLiteral("lib"));
-        QVERIFY(writeFile(portal + QStringLiteral("/index.html"), "<h1>Claims</h1>"));
-        QVERIFY(writeFile(portal + QStringLiteral("/app.js"), "export const a = 1;"));
-        QVERIFY(writeFile(client + QStringLiteral("/index.mjs"), "export const b = 2;"));
-        QVERIFY(writeFile(dir.filePath(QStringLiteral("secret.txt")), "not for the web"));
+        QVERIFY(writeFileContents(portal + QStringLiteral("/index.html"), "<h1>Claims</h1>"));
+        QVERIFY(writeFileContents(portal + QStringLiteral("/app.js"), "export const a = 1;"));
+        QVERIFY(writeFileContents(client + QStringLiteral("/index.mjs"), "export const b = 2;"));
+        QVERIFY(writeFileContents(dir.filePath(QStringLiteral("secret.txt")), "not for the web"));
 
         DataupServer server({false,
                              0,
@@ -66,8 +56,8 @@ private slots:
     void scriptsAreTypedAsJavaScript()
     {
         QTemporaryDir dir;
-        QVERIFY(writeFile(dir.filePath(QStringLiteral("site/app.js")), "1;"));
-        QVERIFY(writeFile(dir.filePath(QStringLiteral("site/lib.mjs")), "2;"));
+        QVERIFY(writeFileContents(dir.filePath(QStringLiteral("site/app.js")), "1;"));
+        QVERIFY(writeFileContents(dir.filePath(QStringLiteral("site/lib.mjs")), "2;"));
         DataupServer server({false, 0, {QStringLiteral("--static"), dir.filePath("site")}});
         QVERIFY2(server.start(), qPrintable(server.error()));
         for (const char* path : {"/site/app.js", "/site/lib.mjs"}) {

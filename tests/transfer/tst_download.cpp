@@ -10,6 +10,7 @@
 #include "delivery/FormatsDialog.h"
 #include "ems/EmsReader.h"
 #include "support/DataupServer.h"
+#include "support/FileContents.h"
 #include "support/ManualClock.h"
 #include "support/ScriptedHttpServer.h"
 #include "support/ScriptedUi.h"
@@ -17,7 +18,6 @@
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QCryptographicHash>
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -38,23 +38,6 @@ using WrittenFiles = QList<QPair<QString, QString>>; // written name -> piece na
 
 const QString kBusyRead = QStringLiteral("Write Assignment to Local Computer");
 const QString kBusyMie = QStringLiteral("Write MIE estimate to Local Computer");
-
-QString sha256Of(const QString& path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return QStringLiteral("(missing %1)").arg(path);
-    QCryptographicHash hash(QCryptographicHash::Sha256);
-    hash.addData(&file);
-    return QString::fromLatin1(hash.result().toHex());
-}
-
-// Every entry of folder, hidden ones included, sorted.
-QStringList entries(const QString& folder)
-{
-    return QDir(folder).entryList(
-        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
-}
 
 QByteArray blobReply(const QByteArray& bytes)
 {
@@ -216,10 +199,10 @@ void TestDownload::oneSlotOfEachPlatform()
     QStringList names;
     for (const auto& file : files)
         names << file.first;
-    QCOMPARE(entries(folder), names);
+    QCOMPARE(test::folderEntries(folder), names);
     const auto digests = pieceDigests();
     for (const auto& [name, piece] : files)
-        QCOMPARE(sha256Of(QDir(folder).filePath(name)), digests.value(piece));
+        QCOMPARE(test::fileSha256(QDir(folder).filePath(name)), digests.value(piece));
     // What lands is a set the estimating programs (and our own reader) can open.
     for (const auto& [name, piece] : files) {
         if (!name.endsWith(QLatin1String(".env")))
@@ -246,7 +229,7 @@ void TestDownload::allFourShareTheSessionFiles()
     // The three platforms download into the same session files; CCC comes last, so its
     // pieces are what every writer copies where the names are shared.
     auto in = [](const QString& folder, const char* name) {
-        return sha256Of(QDir(folder).filePath(QLatin1String(name)));
+        return test::fileSha256(QDir(folder).filePath(QLatin1String(name)));
     };
     QCOMPARE(in(mitchell, "A40213.env"), d["CCC201env"]);
     QCOMPARE(in(mitchell, "A40213a.ad1"), d["CCC201ad1"]);
@@ -257,10 +240,10 @@ void TestDownload::allFourShareTheSessionFiles()
     QCOMPARE(in(ccc, "SAMPLE01.ad2"), d["CCC201ad2"]);
     QCOMPARE(in(custom, "SAMPLE01.mie"), d["MIEassign"]);
     QVERIFY(d["CCC201env"] != d["MIT201env"]); // else the check above proves nothing
-    QCOMPARE(entries(mitchell).size(), 7);
-    QCOMPARE(entries(audatex).size(), 5);
-    QCOMPARE(entries(ccc).size(), 5);
-    QCOMPARE(entries(custom).size(), 1);
+    QCOMPARE(test::folderEntries(mitchell).size(), 7);
+    QCOMPARE(test::folderEntries(audatex).size(), 5);
+    QCOMPARE(test::folderEntries(ccc).size(), 5);
+    QCOMPARE(test::folderEntries(custom).size(), 1);
 }
 
 void TestDownload::formatDialogChoosesTheSlots()
@@ -285,8 +268,8 @@ void TestDownload::formatDialogChoosesTheSlots()
     QCOMPARE(seen, QStringLiteral("EMS: CCC;EMS: Audatex;"));
     QCOMPARE(statuses.last(), (QStringList{"COMPLETE", "No Errors", kBusyRead}));
     QCOMPARE(m_state.FormatSelection, QStringLiteral("NYNNN"));
-    QVERIFY(entries(first).isEmpty());
-    QCOMPARE(entries(second).size(), 5);
+    QVERIFY(test::folderEntries(first).isEmpty());
+    QCOMPARE(test::folderEntries(second).size(), 5);
 }
 
 void TestDownload::cancelledChoiceEndsQuietly()
@@ -300,8 +283,8 @@ void TestDownload::cancelledChoiceEndsQuietly()
     const auto statuses = run(QStringLiteral("READ"), m_server.hostPort());
     QCOMPARE(statuses.last(), (QStringList{"ERROR", "Error Occurred", kBusyRead}));
     QVERIFY(m_ui.boxes.isEmpty());
-    QVERIFY(entries(first).isEmpty());
-    QVERIFY(entries(m_state.SessionPath).isEmpty()); // nothing was fetched
+    QVERIFY(test::folderEntries(first).isEmpty());
+    QVERIFY(test::folderEntries(m_state.SessionPath).isEmpty()); // nothing was fetched
 }
 
 void TestDownload::missingFolderIsNoDestination()
@@ -329,7 +312,8 @@ void TestDownload::ninthPieceFailsAndNothingIsWritten()
     QCOMPARE(m_ui.boxes.last().title, QStringLiteral("Transfer Not Complete!"));
     QCOMPARE(m_ui.boxes.last().icon, MessageIcon::Information);
     for (const QString& folder : folders)
-        QVERIFY2(entries(folder).isEmpty(), qPrintable(entries(folder).join(' ')));
+        QVERIFY2(test::folderEntries(folder).isEmpty(),
+                 qPrintable(test::folderEntries(folder).join(' ')));
 }
 
 void TestDownload::cancelDuringTheDownloads()
@@ -353,7 +337,7 @@ void TestDownload::cancelDuringTheDownloads()
     QCOMPARE(statuses.last(), (QStringList{"ERROR", "Error Occurred", kBusyRead}));
     QCOMPARE(m_ui.lastText(), QStringLiteral("User cancelled the process"));
     QCOMPARE(m_ui.boxes.last().title, QStringLiteral("Transfer Not Complete!"));
-    QVERIFY(entries(folder).isEmpty());
+    QVERIFY(test::folderEntries(folder).isEmpty());
 }
 
 void TestDownload::hostileBaseNames_data()
@@ -391,8 +375,8 @@ void TestDownload::hostileBaseNames()
     QCOMPARE(statuses.last(), (QStringList{"ERROR", "Error Occurred", kBusyRead}));
     QCOMPARE(m_ui.lastText(), QStringLiteral("Writing CCC assignment\r\n\r\nError: ") + reason +
                                   QStringLiteral("\r\n"));
-    QVERIFY(entries(folder).isEmpty());
-    QCOMPARE(entries(m_dir->path()),
+    QVERIFY(test::folderEntries(folder).isEmpty());
+    QCOMPARE(test::folderEntries(m_dir->path()),
              (QStringList{"session", "slot1"})); // nothing beside it either
 }
 
@@ -424,7 +408,7 @@ void TestDownload::mieData()
                                                {"COMPLETE", "No Errors", kBusyMie}}));
     }
     QVERIFY(m_ui.boxes.isEmpty());
-    QCOMPARE(entries(folder), (QStringList{"3600000.mie", "3600001.mie"}));
+    QCOMPARE(test::folderEntries(folder), (QStringList{"3600000.mie", "3600001.mie"}));
     QVERIFY(m_clock.slept() > 0);
     int status = 0;
     const QByteArray reply =
@@ -449,7 +433,7 @@ void TestDownload::emptyMieData()
     QCOMPARE(statuses.last(), (QStringList{"ERROR", "Error Occurred", kBusyMie}));
     QCOMPARE(m_ui.lastText(), QStringLiteral("No MIE data exists for this assignment."));
     QCOMPARE(m_ui.boxes.last().title, QStringLiteral("Cannot Download"));
-    QVERIFY(entries(folder).isEmpty());
+    QVERIFY(test::folderEntries(folder).isEmpty());
 }
 
 QTEST_MAIN(TestDownload)

@@ -6,13 +6,13 @@
 #include "ems/EmsReader.h"
 #include "support/DataupServer.h"
 #include "support/EmsSetBuilder.h"
+#include "support/FileContents.h"
 #include "support/RecordingView.h"
 #include "support/ScriptedUi.h"
 #include "support/TableFolder.h"
 #include "transfer/UploadTransaction.h"
 #include "transfer/clsComm.h"
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -23,19 +23,7 @@ using tarnaxe::test::DataupServer;
 using tarnaxe::test::RecordingView;
 using tarnaxe::test::ScriptedUi;
 
-namespace {
-
-QString sha256Of(const QString& path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    QCryptographicHash hash(QCryptographicHash::Sha256);
-    hash.addData(&file);
-    return QString::fromLatin1(hash.result().toHex());
-}
-
-} // namespace
+namespace {} // namespace
 
 class TestUpload : public QObject {
     Q_OBJECT
@@ -202,10 +190,10 @@ void TestUpload::oneTransactionHoldsEverything()
                  QStringLiteral("{W-1}"));
         QCOMPARE(fieldsOf(i).value(QLatin1String("WorkerTypeID")).toString(), QStringLiteral("7"));
     }
-    QCOMPARE(fileOf(0).value(QLatin1String("sha256")).toString(), sha256Of(pdf));
-    QCOMPARE(fileOf(1).value(QLatin1String("sha256")).toString(), sha256Of(front));
-    QCOMPARE(fileOf(2).value(QLatin1String("sha256")).toString(), sha256Of(rear));
-    QCOMPARE(fileOf(3).value(QLatin1String("sha256")).toString(), sha256Of(text));
+    QCOMPARE(fileOf(0).value(QLatin1String("sha256")).toString(), test::fileSha256(pdf));
+    QCOMPARE(fileOf(1).value(QLatin1String("sha256")).toString(), test::fileSha256(front));
+    QCOMPARE(fileOf(2).value(QLatin1String("sha256")).toString(), test::fileSha256(rear));
+    QCOMPARE(fileOf(3).value(QLatin1String("sha256")).toString(), test::fileSha256(text));
 
     // The estimate: preparse fields, and each member under its upload name.
     const QJsonObject ems = fieldsOf(4);
@@ -217,12 +205,13 @@ void TestUpload::oneTransactionHoldsEverything()
     for (const auto& file : emsFiles)
         digests.insert(file.toObject().value(QLatin1String("field")).toString(),
                        file.toObject().value(QLatin1String("sha256")).toString());
-    QCOMPARE(digests.value(QStringLiteral("EMSEnvelope")), sha256Of(set.envelopePath()));
+    QCOMPARE(digests.value(QStringLiteral("EMSEnvelope")), test::fileSha256(set.envelopePath()));
     QCOMPARE(digests.value(QStringLiteral("EMSAdministration1")),
-             sha256Of(set.memberPath(EmsMember::Administrative1)));
+             test::fileSha256(set.memberPath(EmsMember::Administrative1)));
     QCOMPARE(digests.value(QStringLiteral("EMSVehicle")),
-             sha256Of(set.memberPath(EmsMember::Vehicle)));
-    QCOMPARE(digests.value(QStringLiteral("EMSVehicleMemos")), sha256Of(set.vehicleMemoPath()));
+             test::fileSha256(set.memberPath(EmsMember::Vehicle)));
+    QCOMPARE(digests.value(QStringLiteral("EMSVehicleMemos")),
+             test::fileSha256(set.vehicleMemoPath()));
     QCOMPARE(digests.size(), 7); // env, ad1, ad2, veh, ttl, pft and the memo
 }
 
@@ -254,7 +243,7 @@ void TestUpload::sizesAroundTheChunk()
         const QJsonObject file =
             inserts[i - 1].toObject().value(QLatin1String("files")).toArray()[0].toObject();
         QCOMPARE(file.value(QLatin1String("size")).toInteger(), sizes[i]);
-        QCOMPARE(file.value(QLatin1String("sha256")).toString(), sha256Of(paths[i]));
+        QCOMPARE(file.value(QLatin1String("sha256")).toString(), test::fileSha256(paths[i]));
     }
     // The chunk file of the last piece is all that stays in the session's chunk folder.
     if (chunked)
@@ -326,7 +315,7 @@ void TestUpload::stepFailingTwiceAsks()
                      .toObject()
                      .value(QLatin1String("sha256"))
                      .toString(),
-                 sha256Of(photo));
+                 test::fileSha256(photo));
     } else {
         QCOMPARE(transaction.value(QLatin1String("state")).toString(), QStringLiteral("open"));
         QCOMPARE(transaction.value(QLatin1String("attachments")).toArray().size(), 0);

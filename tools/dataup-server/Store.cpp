@@ -50,7 +50,7 @@ std::optional<AssignmentRecord> Store::assignment(const QByteArray& guid)
 QList<AssignmentRecord> Store::assignments()
 {
     Query q = m_db.query("SELECT guid, claim_number, policy_number, company_name, basename, mie, "
-                         "created_at FROM assignments ORDER BY created_at, guid");
+                         "created_at FROM assignments ORDER BY created_at, rowid");
     QList<AssignmentRecord> result;
     while (q.next())
         result.append(assignmentFrom(q));
