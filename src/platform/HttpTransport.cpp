@@ -1,73 +1,99 @@
 #include "platform/HttpTransport.h"
 
+#include "platform/HttpConnection.h"
 #include "platform/Logging.h"
 #include "platform/PrefixedFileDevice.h"
-#include "platform/SocketTuning.h"
 
 #include <QElapsedTimer>
-#include <QEventLoop>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QNetworkRequest>
-#include <QSslConfiguration>
-#include <QSslError>
-#include <QTimer>
 
 namespace tarnaxe {
 
 namespace {
 
+// A body up to this size (every chunk and its fields) goes out with its head in one write.
 constexpr qint64 kInMemoryBody = 256 * 1024;
 
-QString httpStatusText(QNetworkReply* reply, int status)
+// For servers that leave the reason phrase out.
+QString standardReason(int status)
 {
+    static constexpr struct {
+        int status;
+        const char* reason;
+    } kReasons[] = {
+        {300, "Multiple Choices"},
+        {301, "Moved Permanently"},
+        {302, "Found"},
+        {303, "See Other"},
+        {304, "Not Modified"},
+        {307, "Temporary Redirect"},
+        {308, "Permanent Redirect"},
+        {400, "Bad Request"},
+        {401, "Unauthorized"},
+        {403, "Forbidden"},
+        {404, "Not Found"},
+        {405, "Method Not Allowed"},
+        {408, "Request Timeout"},
+        {409, "Conflict"},
+        {411, "Length Required"},
+        {413, "Content Too Large"},
+        {414, "URI Too Long"},
+        {415, "Unsupported Media Type"},
+        {429, "Too Many Requests"},
+        {500, "Internal Server Error"},
+        {501, "Not Implemented"},
+        {502, "Bad Gateway"},
+        {503, "Service Unavailable"},
+        {504, "Gateway Timeout"},
+        {505, "HTTP Version Not Supported"},
+    };
+    for (const auto& [code, reason] : kReasons) {
+        if (code == status)
+            return QString::fromLatin1(reason);
+    }
+    return {};
+}
+
+QString httpStatusText(const HttpReplyParser& reply)
+{
+    const int status = reply.status();
     QString text = QStringLiteral("HTTP %1").arg(status);
-    const QString reason =
-        reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString().trimmed();
+    QString reason = QString::fromLatin1(reply.reason()).trimmed();
+    if (reason.isEmpty())
+        reason = standardReason(status);
     if (!reason.isEmpty())
         text += QLatin1Char(' ') + reason;
     if (status >= 300 && status < 400) {
         // Never followed: a server that moved should be configured where it now is.
-        const QString target = QString::fromUtf8(reply->rawHeader("Location"));
+        const QString target = QString::fromUtf8(reply.header("Location"));
         if (!target.isEmpty())
             text += QStringLiteral(" (redirect to %1 not followed)").arg(target);
     }
     return text;
 }
 
-QString networkErrorText(QNetworkReply* reply, const QList<QSslError>& sslErrors, bool timedOut)
+HttpPostResult postResult(const HttpExchangeResult& exchange, const QString& filePath)
 {
-    if (timedOut)
-        return QStringLiteral("Timed out");
-    switch (reply->error()) {
-    case QNetworkReply::ConnectionRefusedError:
-        return QStringLiteral("Connection refused");
-    case QNetworkReply::HostNotFoundError:
-        return QStringLiteral("Host not found");
-    case QNetworkReply::RemoteHostClosedError:
-        return QStringLiteral("Connection closed by the server");
-    case QNetworkReply::TimeoutError:
-        return QStringLiteral("Timed out");
-    case QNetworkReply::SslHandshakeFailedError: {
-        QStringList reasons;
-        for (const QSslError& error : sslErrors)
-            reasons << error.errorString();
-        reasons.removeDuplicates();
-        return QStringLiteral("SSL handshake failed: ") +
-               (reasons.isEmpty() ? reply->errorString() : reasons.join(QStringLiteral("; ")));
-    }
-    default:
-        return reply->errorString();
-    }
+    HttpPostResult result;
+    const HttpReplyParser& reply = exchange.reply;
+    if (!exchange.bodyError.isEmpty())
+        result.error = QStringLiteral("Cannot read %1: %2").arg(filePath, exchange.bodyError);
+    else if (!exchange.error.isEmpty())
+        result.error = exchange.error;
+    else if (reply.failed())
+        result.error = QStringLiteral("Invalid reply from the server: ") + reply.error();
+    else if (reply.status() >= 200 && reply.status() < 300) {
+        result.error = kHttpNoError;
+        result.body = reply.body();
+    } else
+        result.error = httpStatusText(reply);
+    return result;
 }
 
 } // namespace
 
 HttpTransport::HttpTransport(HttpTransportOptions options)
-    : m_options(std::move(options)), m_network(std::make_unique<QNetworkAccessManager>())
-{
-    m_network->setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
-}
+    : m_options(std::move(options)), m_connection(std::make_unique<HttpConnection>())
+{}
 
 HttpTransport::~HttpTransport() = default;
 
@@ -85,101 +111,82 @@ QUrl HttpTransport::pageUrl(const QString& server, const QString& page, bool sec
     return url.isValid() && !url.host().isEmpty() ? url : QUrl();
 }
 
+QByteArray HttpTransport::requestHead(const QUrl& url, qint64 contentLength)
+{
+    if (m_headStart.isEmpty() || url != m_headUrl) {
+        QByteArray target =
+            url.toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::RemoveFragment);
+        if (target.isEmpty())
+            target = "/";
+        QByteArray host = url.host(QUrl::FullyEncoded).toLatin1();
+        if (host.contains(':'))
+            host = '[' + host + ']';
+        const bool secure = url.scheme() == QLatin1String("https");
+        if (url.port() >= 0 && url.port() != (secure ? 443 : 80))
+            host += ':' + QByteArray::number(url.port());
+        // Replies are read as they come, so none may be compressed.
+        m_headStart = "POST " + target + " HTTP/1.1\r\nHost: " + host +
+                      "\r\nUser-Agent: Mozilla/5.0 (compatible; TarnAxe/" TARNAXE_VERSION_TEXT
+                      ")\r\nAccept-Encoding: identity\r\nConnection: keep-alive\r\n"
+                      "Content-Type: application/octet-stream\r\nContent-Length: ";
+        m_headUrl = url;
+    }
+    return m_headStart + QByteArray::number(contentLength) + "\r\n\r\n";
+}
+
 HttpPostResult HttpTransport::post(const QUrl& url, const QByteArray& text, const QString& filePath)
 {
     HttpPostResult result;
-    if (!url.isValid()) {
+    const bool secure = url.scheme() == QLatin1String("https");
+    if (!url.isValid() || url.host().isEmpty() ||
+        (!secure && url.scheme() != QLatin1String("http"))) {
         result.error = QStringLiteral("Invalid server address");
         return result;
     }
-    auto* body = new PrefixedFileDevice(text, filePath);
-    if (!body->open(QIODevice::ReadOnly)) {
-        result.error = QStringLiteral("Cannot read %1: %2").arg(filePath, body->errorString());
-        delete body;
+    if (m_busy) {
+        // Only reachable from an event handled while this transport waits for a reply.
+        result.error = QStringLiteral("Another request to the server is under way");
         return result;
     }
-
-    QNetworkRequest request(url);
-    request.setHeader(QNetworkRequest::ContentTypeHeader,
-                      QByteArrayLiteral("application/octet-stream"));
-    request.setHeader(QNetworkRequest::ContentLengthHeader, body->size());
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
-                         QNetworkRequest::ManualRedirectPolicy);
-    if (url.scheme() == QLatin1String("https")) {
-        QSslConfiguration ssl = QSslConfiguration::defaultConfiguration();
-        if (!m_options.extraCaCertificates.isEmpty())
-            ssl.addCaCertificates(m_options.extraCaCertificates);
-        request.setSslConfiguration(ssl);
+    PrefixedFileDevice body(text, filePath);
+    if (!body.open(QIODevice::ReadOnly)) {
+        result.error = QStringLiteral("Cannot read %1: %2").arg(filePath, body.errorString());
+        return result;
     }
+    QByteArray head = requestHead(url, body.size());
+    QIODevice* rest = &body;
+    if (body.size() <= kInMemoryBody) {
+        head.reserve(head.size() + body.size());
+        const QByteArray bytes = body.readAll();
+        if (bytes.size() != body.size()) {
+            result.error = QStringLiteral("Cannot read %1: %2").arg(filePath, body.errorString());
+            return result;
+        }
+        head += bytes;
+        rest = nullptr;
+    }
+    const HttpEndpoint endpoint{url.host(QUrl::FullyEncoded), quint16(url.port(secure ? 443 : 80)),
+                                secure, m_options.extraCaCertificates};
 
     QElapsedTimer elapsed;
     elapsed.start();
-    QNetworkReply* reply = nullptr;
-    if (body->size() <= kInMemoryBody) {
-        // Small bodies (a chunk and its fields) are handed over whole: Qt's HTTP thread
-        // then sends them without asking this thread for each 16 KiB piece, which halves
-        // the time of a chunk post.
-        const QByteArray bytes = body->readAll();
-        const bool complete = bytes.size() == body->size();
-        const QString why = body->errorString();
-        delete body;
-        if (!complete) {
-            result.error = QStringLiteral("Cannot read %1: %2").arg(filePath, why);
-            return result;
-        }
-        reply = m_network->post(request, bytes);
-    } else {
-        reply = m_network->post(request, body);
-        body->setParent(reply);
+    m_busy = true;
+    HttpExchangeResult exchange =
+        m_connection->exchange(endpoint, head, rest, m_options.inactivityTimeoutMs);
+    if (exchange.reused && exchange.unanswered) {
+        // A kept connection that closes before any answer was most often closed by the
+        // server while idle, and the request never reached it; so it is sent once more on
+        // a new connection. A server that read the request and then dropped the connection
+        // without a word sees it twice: the pages where that could do harm are idempotent
+        // on the server (see the design notes).
+        qCDebug(lcTransfer) << "kept connection closed before an answer; sending again";
+        if (body.seek(0))
+            exchange = m_connection->exchange(endpoint, head, rest, m_options.inactivityTimeoutMs);
     }
-
-    QEventLoop loop;
-    QTimer idle;
-    idle.setSingleShot(true);
-    idle.setInterval(m_options.inactivityTimeoutMs);
-    bool timedOut = false;
-    QList<QSslError> sslErrors;
-    const auto moved = [&idle] {
-        idle.start();
-    };
-    QObject::connect(reply, &QNetworkReply::uploadProgress, &idle, moved);
-    QObject::connect(reply, &QNetworkReply::downloadProgress, &idle, moved);
-    QObject::connect(reply, &QNetworkReply::sslErrors, &loop,
-                     [&sslErrors](const QList<QSslError>& errors) { sslErrors += errors; });
-    QObject::connect(&idle, &QTimer::timeout, &loop, [&timedOut, reply] {
-        timedOut = true;
-        reply->abort();
-    });
-    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    // A new connection is tuned once its first request is on its way.
-    bool newConnection = false;
-    QObject::connect(reply, &QNetworkReply::socketStartedConnecting, &loop,
-                     [&newConnection] { newConnection = true; });
-    QObject::connect(reply, &QNetworkReply::requestSent, &loop, [&newConnection, &url] {
-        if (newConnection)
-            disableNagleTowardPort(
-                quint16(url.port(url.scheme() == QLatin1String("https") ? 443 : 80)));
-    });
-    idle.start();
-    if (!reply->isFinished())
-        loop.exec(QEventLoop::ExcludeUserInputEvents);
-    idle.stop();
-
-    const QVariant statusAttribute = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    const int status = statusAttribute.isValid() ? statusAttribute.toInt() : 0;
-    if (!timedOut && status >= 200 && status < 300 && reply->error() == QNetworkReply::NoError) {
-        result.error = kHttpNoError;
-        result.body = reply->readAll();
-    } else if (!timedOut && status != 0) {
-        result.error = httpStatusText(reply, status);
-    } else {
-        result.error = networkErrorText(reply, sslErrors, timedOut);
-    }
+    m_busy = false;
+    result = postResult(exchange, filePath);
     qCDebug(lcTransfer) << "POST" << url.toString() << "->" << result.error << result.body.size()
                         << "bytes in" << elapsed.elapsed() << "ms";
-    // Deleted here rather than later: a deferred delete would wait for the main loop,
-    // and thousands of chunk posts can run before it turns.
-    delete reply;
     return result;
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 // One HTTP exchange with the web application's server: a POST whose body is a text
-// followed, when asked, by the bytes of a local file streamed from disk. The caller waits
-// in a local event loop, so the user interface keeps drawing. Certificates are always
-// verified; offices whose server uses a private CA give its certificates here.
+// followed, when asked, by the bytes of a local file streamed from disk, over a keep-alive
+// connection of the transport's own. The caller waits in a local event loop, so the user
+// interface keeps drawing. Certificates are always verified; offices whose server uses a
+// private CA give its certificates here.
 
 #include <QByteArray>
 #include <QList>
@@ -11,9 +12,9 @@
 #include <QUrl>
 #include <memory>
 
-class QNetworkAccessManager;
-
 namespace tarnaxe {
+
+class HttpConnection;
 
 inline const QString kHttpNoError = QStringLiteral("No Error");
 
@@ -44,15 +45,23 @@ public:
     // result is an empty URL.
     static QUrl pageUrl(const QString& server, const QString& page, bool secure);
 
-    // One POST attempt. The connection is kept for the next exchange with the same server.
+    // One POST attempt. The connection is kept for the next exchange with the same server;
+    // a request that finds a kept connection closed by the server is sent once more on a
+    // new one.
     HttpPostResult post(const QUrl& url, const QByteArray& text, const QString& filePath = {});
 
     const HttpTransportOptions& options() const { return m_options; }
     void setOptions(HttpTransportOptions options) { m_options = std::move(options); }
 
 private:
+    QByteArray requestHead(const QUrl& url, qint64 contentLength);
+
     HttpTransportOptions m_options;
-    std::unique_ptr<QNetworkAccessManager> m_network;
+    std::unique_ptr<HttpConnection> m_connection;
+    bool m_busy = false;
+    // The head of the last URL's requests up to the length, built once for many posts.
+    QUrl m_headUrl;
+    QByteArray m_headStart;
 };
 
 } // namespace tarnaxe

@@ -1,6 +1,6 @@
 #pragma once
-// A request body made of a text and the bytes of a file, read from disk as the socket
-// wants them: a file of any size is sent with memory bounded by Qt's socket buffers.
+// A request body made of a text and the bytes of a file, read from disk as the connection
+// drains: a file of any size is sent with a few pieces of it in memory.
 
 #include <QFile>
 #include <QIODevice>

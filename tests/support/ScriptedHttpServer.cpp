@@ -25,6 +25,15 @@ ScriptedAnswer ScriptedAnswer::reply(int status, QByteArray reason, QByteArray b
     return a;
 }
 
+ScriptedAnswer ScriptedAnswer::raw(QByteArray bytes, bool closeAfter)
+{
+    ScriptedAnswer a;
+    a.kind = Kind::Raw;
+    a.body = std::move(bytes);
+    a.closeAfter = closeAfter;
+    return a;
+}
+
 ScriptedAnswer ScriptedAnswer::silence()
 {
     ScriptedAnswer a;
@@ -127,16 +136,23 @@ void ScriptedHttpServer::answer(Connection* c)
     case ScriptedAnswer::Kind::DropAfterBody:
         c->socket->abort();
         return;
-    case ScriptedAnswer::Kind::Reply:
+    case ScriptedAnswer::Kind::Raw:
+        c->socket->write(c->answer.body);
+        break;
+    case ScriptedAnswer::Kind::Reply: {
+        QByteArray out =
+            "HTTP/1.1 " + QByteArray::number(c->answer.status) + ' ' + c->answer.reason +
+            "\r\nContent-Length: " + QByteArray::number(c->answer.body.size()) + "\r\n";
+        for (const auto& [name, value] : c->answer.headers)
+            out += name + ": " + value + "\r\n";
+        out += "\r\n" + c->answer.body;
+        c->socket->write(out);
         break;
     }
-    QByteArray out = "HTTP/1.1 " + QByteArray::number(c->answer.status) + ' ' + c->answer.reason +
-                     "\r\nContent-Length: " + QByteArray::number(c->answer.body.size()) + "\r\n";
-    for (const auto& [name, value] : c->answer.headers)
-        out += name + ": " + value + "\r\n";
-    out += "\r\n" + c->answer.body;
-    c->socket->write(out);
+    }
     c->socket->setReadBufferSize(0);
+    if (c->answer.closeAfter)
+        c->socket->disconnectFromHost(); // once the answer has gone
 }
 
 } // namespace tarnaxe::test

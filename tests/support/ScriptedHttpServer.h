@@ -1,8 +1,8 @@
 #pragma once
 // A one-thread HTTP/1.1 server for tests of the client: records every request exactly as
-// it came and answers each in the way the test scripted (a reply, silence, a dropped
-// connection, a slow reader). Runs on the caller's event loop, which the client's local
-// loop keeps turning.
+// it came and answers each in the way the test scripted (a reply, raw bytes, silence, a
+// dropped connection, a slow reader). Runs on the caller's event loop, which the client's
+// local loop keeps turning.
 
 #include <QByteArray>
 #include <QList>
@@ -22,7 +22,8 @@ struct RecordedRequest {
 };
 
 struct ScriptedAnswer {
-    enum class Kind { Reply, Silence, DropAfterHead, DropAfterBody };
+    // Raw: body is written as it is, status line and headers included.
+    enum class Kind { Reply, Raw, Silence, DropAfterHead, DropAfterBody };
     Kind kind = Kind::Reply;
     int status = 200;
     QByteArray reason = "OK";
@@ -31,8 +32,11 @@ struct ScriptedAnswer {
     // Reads at most this many body bytes per tick of readIntervalMs (0: at once).
     qint64 readPerTick = 0;
     int readIntervalMs = 0;
+    // The server closes the connection once the answer is written, without saying so.
+    bool closeAfter = false;
 
     static ScriptedAnswer reply(int status, QByteArray reason, QByteArray body = {});
+    static ScriptedAnswer raw(QByteArray bytes, bool closeAfter = false);
     static ScriptedAnswer silence();
 };
 
