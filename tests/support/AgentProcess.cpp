@@ -1,6 +1,7 @@
 #include "support/AgentProcess.h"
 
-#include <QDeadlineTimer>
+#include "support/ReadyLine.h"
+
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
@@ -28,29 +29,16 @@ bool AgentProcess::start(const QStringList& arguments, int timeoutMs)
     static const QRegularExpression ready(
         QStringLiteral("^TarnAxe listening on ws://127\\.0\\.0\\.1:(\\d+)$"));
     m_process.setArguments(arguments);
-    m_process.start();
-    if (!m_process.waitForStarted(timeoutMs)) {
-        m_error = m_process.errorString();
-        return false;
+    if (const auto match = startAndWaitForReadyLine(m_process, ready, timeoutMs)) {
+        m_port = quint16(match->captured(1).toUInt());
+        return true;
     }
-    const QDeadlineTimer deadline(timeoutMs);
-    while (!deadline.hasExpired()) {
-        while (m_process.canReadLine()) {
-            const QString line = QString::fromUtf8(m_process.readLine()).trimmed();
-            if (const auto match = ready.match(line); match.hasMatch()) {
-                m_port = quint16(match.captured(1).toUInt());
-                return true;
-            }
-        }
-        if (m_process.state() == QProcess::NotRunning) {
-            m_error = QStringLiteral("the agent exited: ") +
-                      QString::fromUtf8(m_process.readAllStandardError());
-            return false;
-        }
-        m_process.waitForReadyRead(100);
-    }
-    m_error = QStringLiteral("the agent did not become ready: ") +
-              QString::fromUtf8(m_process.readAllStandardError());
+    const QString why = m_process.state() == QProcess::NotRunning
+                            ? QStringLiteral("the agent exited: ")
+                            : QStringLiteral("the agent did not become ready: ");
+    m_error = m_process.error() == QProcess::FailedToStart
+                  ? m_process.errorString()
+                  : why + QString::fromUtf8(m_process.readAllStandardError());
     return false;
 }
 

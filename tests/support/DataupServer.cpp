@@ -1,6 +1,7 @@
 #include "support/DataupServer.h"
 
-#include <QDeadlineTimer>
+#include "support/ReadyLine.h"
+
 #include <QEventLoop>
 #include <QFile>
 #include <QJsonDocument>
@@ -58,28 +59,16 @@ bool DataupServer::start(int timeoutMs)
     arguments += m_options.extraArguments;
     m_process.setArguments(arguments);
     m_process.setStandardErrorFile(logPath(), QIODevice::Append);
-    m_process.start();
-    if (!m_process.waitForStarted(timeoutMs)) {
-        m_error = m_process.errorString();
-        return false;
-    }
-    const QDeadlineTimer deadline(timeoutMs);
-    while (!deadline.hasExpired()) {
-        while (m_process.canReadLine()) {
-            const QString line = QString::fromUtf8(m_process.readLine()).trimmed();
-            if (const auto match = ready.match(line); match.hasMatch()) {
-                m_port = quint16(match.captured(2).toUInt());
-                return true;
-            }
-        }
-        if (m_process.state() == QProcess::NotRunning)
-            break;
-        m_process.waitForReadyRead(100);
+    if (const auto match = startAndWaitForReadyLine(m_process, ready, timeoutMs)) {
+        m_port = quint16(match->captured(2).toUInt());
+        return true;
     }
     QFile log(logPath());
     (void)log.open(QIODevice::ReadOnly);
-    m_error = QStringLiteral("dataup-server did not become ready: ") +
-              QString::fromUtf8(log.readAll().right(2000));
+    m_error = m_process.error() == QProcess::FailedToStart
+                  ? m_process.errorString()
+                  : QStringLiteral("dataup-server did not become ready: ") +
+                        QString::fromUtf8(log.readAll().right(2000));
     stop();
     return false;
 }
