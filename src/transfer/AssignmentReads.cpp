@@ -1,10 +1,12 @@
 #include "transfer/AssignmentReads.h"
 
+#include "platform/Variant.h"
 #include "platform/Windows1252.h"
 #include "transfer/ReplyFields.h"
 #include "transfer/TransferView.h"
 #include "transfer/clsComm.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace tarnaxe {
@@ -19,24 +21,6 @@ QString field(const QString& name, const QString& value)
 bool isSuccess(const QByteArray& status)
 {
     return fromWindows1252(status).toUpper() == QLatin1String("SUCCESS");
-}
-
-// The numeric value of the leading digits (after blanks and a sign); anything else is 0.
-qint64 leadingNumber(const QByteArray& text)
-{
-    qsizetype i = 0;
-    while (i < text.size() && (text[i] == ' ' || text[i] == '\t'))
-        ++i;
-    bool negative = false;
-    if (i < text.size() && (text[i] == '-' || text[i] == '+'))
-        negative = text[i++] == '-';
-    qint64 value = 0;
-    for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
-        if (value > (std::numeric_limits<qint64>::max() - 9) / 10)
-            return negative ? -1 : std::numeric_limits<qint64>::max();
-        value = value * 10 + (text[i] - '0');
-    }
-    return negative ? -value : value;
 }
 
 } // namespace
@@ -120,7 +104,11 @@ bool AssignmentReads::readBlob(const QString& page, const QString& fields, const
         error = prefix + QStringLiteral("No Export Size returned");
         return false;
     }
-    const qint64 size = leadingNumber(sizeText);
+    // Its numeric value as the automation Val() reads it; anything unreadable counts as 0,
+    // and no reply can hold more than the largest blob a QByteArray can.
+    const double value = leadingNumber(fromWindows1252(sizeText));
+    const qint64 size =
+        value > 0 ? qint64(std::min(value, double(std::numeric_limits<qsizetype>::max()))) : 0;
     if (size <= 0)
         return true; // no data is not an error; callers treat empty as none
     if (!FindBinaryField(reply, "Export", size, data)) {
