@@ -4,7 +4,7 @@
 #include "Agent.h"
 #include "AgentOptions.h"
 #include "automation/IO.h"
-#include "platform/HostBridge.h"
+#include "bridge/HostBridge.h"
 #include "platform/LogSink.h"
 #include "platform/Logging.h"
 

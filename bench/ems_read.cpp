@@ -4,7 +4,7 @@
 // dbfread in the same run, as a reference. Build in Release to measure.
 
 #include "ems/EmsReader.h"
-#include "support/EmsSetBuilder.h"
+#include "emswriter/EmsSetBuilder.h"
 #include "support/TableFolder.h"
 
 #include <QCoreApplication>
@@ -18,8 +18,8 @@
 #include <functional>
 
 using namespace tarnaxe;
-using tarnaxe::test::EmsSetBuilder;
-using tarnaxe::test::EmsStyle;
+using tarnaxe::emswriter::EmsSetBuilder;
+using tarnaxe::emswriter::EmsStyle;
 using tarnaxe::test::TableFolder;
 
 namespace {

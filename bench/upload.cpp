@@ -7,7 +7,7 @@
 #include "automation/AttachmentLists.h"
 #include "automation/SharedState.h"
 #include "config/LocalSettings.h"
-#include "platform/HttpTransport.h"
+#include "http/HttpTransport.h"
 #include "support/DataupServer.h"
 #include "support/PatternFile.h"
 #include "support/ProcessMemory.h"

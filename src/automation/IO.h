@@ -5,7 +5,7 @@
 // its own.
 
 #include "automation/AgentContext.h"
-#include "platform/Dispatch.h"
+#include "bridge/Dispatch.h"
 
 #include <QPointer>
 

@@ -5,7 +5,7 @@
 //                                           *.pem/*.crt) trusted besides the system's
 //   TimeoutSeconds=60                       give up when nothing moves for this long
 
-#include "platform/HttpTransport.h"
+#include "http/HttpTransport.h"
 
 #include <QString>
 

@@ -4,7 +4,7 @@
 // retries them, and reports progress. Every exchange of an upload or a download goes
 // through the one clsComm of the transfer form.
 
-#include "platform/HttpTransport.h"
+#include "http/HttpTransport.h"
 
 #include <QByteArray>
 #include <QObject>

@@ -9,7 +9,7 @@
 #include "automation/IO.h"
 #include "automation/SharedState.h"
 #include "config/LocalSettings.h"
-#include "platform/HostBridge.h"
+#include "bridge/HostBridge.h"
 #include "support/AgentProcess.h"
 #include "support/BridgeClient.h"
 #include "support/DataupServer.h"

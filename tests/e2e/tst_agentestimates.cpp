@@ -3,7 +3,7 @@
 
 #include "support/AgentProcess.h"
 #include "support/BridgeClient.h"
-#include "support/EmsSetBuilder.h"
+#include "emswriter/EmsSetBuilder.h"
 
 #include <QDir>
 #include <QJsonArray>

@@ -4,7 +4,7 @@
 #include "support/AgentProcess.h"
 #include "support/BridgeClient.h"
 #include "support/DataupServer.h"
-#include "support/EmsSetBuilder.h"
+#include "emswriter/EmsSetBuilder.h"
 
 #include <QDir>
 #include <QJsonArray>

@@ -4,8 +4,8 @@
 
 #include "ems/EmsFileSet.h"
 #include "ems/EmsReader.h"
-#include "support/DbfWriter.h"
-#include "support/EmsSetBuilder.h"
+#include "emswriter/DbfWriter.h"
+#include "emswriter/EmsSetBuilder.h"
 #include "support/TableFolder.h"
 
 #include <QDir>
@@ -13,8 +13,8 @@
 #include <QTest>
 
 using namespace tarnaxe;
-using tarnaxe::test::EmsSetBuilder;
-using tarnaxe::test::EmsStyle;
+using tarnaxe::emswriter::EmsSetBuilder;
+using tarnaxe::emswriter::EmsStyle;
 using tarnaxe::test::TableFolder;
 
 namespace {

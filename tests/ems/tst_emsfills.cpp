@@ -2,15 +2,15 @@
 // attached, and the preparse values sent with the upload.
 
 #include "ems/EmsReader.h"
-#include "support/EmsSetBuilder.h"
+#include "emswriter/EmsSetBuilder.h"
 #include "support/TableFolder.h"
 
 #include <QFileInfo>
 #include <QTest>
 
 using namespace tarnaxe;
-using tarnaxe::test::EmsSetBuilder;
-using tarnaxe::test::EmsStyle;
+using tarnaxe::emswriter::EmsSetBuilder;
+using tarnaxe::emswriter::EmsStyle;
 using tarnaxe::test::TableFolder;
 
 Q_DECLARE_METATYPE(tarnaxe::EmsMember)

@@ -4,8 +4,8 @@
 
 #include "ems/EmsReader.h"
 #include "ems/EstimateText.h"
-#include "support/DbfWriter.h"
-#include "support/EmsSetBuilder.h"
+#include "emswriter/DbfWriter.h"
+#include "emswriter/EmsSetBuilder.h"
 #include "support/TableFolder.h"
 
 #include <QDir>
@@ -13,9 +13,9 @@
 #include <QTest>
 
 using namespace tarnaxe;
-using tarnaxe::test::DbfField;
-using tarnaxe::test::EmsSetBuilder;
-using tarnaxe::test::EmsStyle;
+using tarnaxe::emswriter::DbfField;
+using tarnaxe::emswriter::EmsSetBuilder;
+using tarnaxe::emswriter::EmsStyle;
 using tarnaxe::test::TableFolder;
 
 Q_DECLARE_METATYPE(tarnaxe::Variant)
@@ -176,7 +176,7 @@ void TestEmsReader::brokenMember()
     QCOMPARE(reader.lastError(), QStringLiteral("Unsupported XBASE file format"));
     QCOMPARE(reader.lastErrorFile(), set.memberPath(EmsMember::Vehicle));
 
-    tarnaxe::test::DbfWriter empty({{"TAX_TYPE", 'C', 2}});
+    tarnaxe::emswriter::DbfWriter empty({{"TAX_TYPE", 'C', 2}});
     QVERIFY(set.write());
     QVERIFY(empty.write(set.memberPath(EmsMember::ProfileTotals)));
     QVERIFY(!reader.readBasicInfo(set.envelopePath(), kNoLimit, record));

@@ -3,7 +3,7 @@
 // every operation of the reader, under AddressSanitizer and UBSan in the test build.
 
 #include "fuzz/EmsSetExercise.h"
-#include "support/EmsSetBuilder.h"
+#include "emswriter/EmsSetBuilder.h"
 #include "support/TableFolder.h"
 
 #include <QDirIterator>
@@ -57,8 +57,8 @@ void TestEmsSetFuzzCorpus::builtSetsSurviveTheFormat()
     // it was: otherwise the fuzzer would only ever see broken sets.
     const QString source = m_folder.path() + QStringLiteral("/source");
     QVERIFY(QDir().mkpath(source));
-    test::EmsSetBuilder built(source, QStringLiteral("0001"));
-    built.style(letterStyle ? test::EmsStyle::Letter : test::EmsStyle::Plain)
+    emswriter::EmsSetBuilder built(source, QStringLiteral("0001"));
+    built.style(letterStyle ? emswriter::EmsStyle::Letter : emswriter::EmsStyle::Plain)
         .set("CLM_NO", "CLAIM-77")
         .vehicleMemo("LEFT DOOR");
     QVERIFY(built.write());

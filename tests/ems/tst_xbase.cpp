@@ -2,7 +2,7 @@
 // field names and the conversion of each field type.
 
 #include "ems/clsXBASE.h"
-#include "support/DbfWriter.h"
+#include "emswriter/DbfWriter.h"
 #include "support/TableFolder.h"
 #include "support/VariantText.h"
 
@@ -15,8 +15,8 @@
 
 using namespace tarnaxe;
 using tarnaxe::test::dateOf;
-using tarnaxe::test::DbfField;
-using tarnaxe::test::DbfWriter;
+using tarnaxe::emswriter::DbfField;
+using tarnaxe::emswriter::DbfWriter;
 using tarnaxe::test::describeVariant;
 
 Q_DECLARE_METATYPE(tarnaxe::Variant)

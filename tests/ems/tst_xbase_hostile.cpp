@@ -3,7 +3,7 @@
 // huge allocation or an endless loop (the build runs these under AddressSanitizer).
 
 #include "ems/clsXBASE.h"
-#include "support/DbfWriter.h"
+#include "emswriter/DbfWriter.h"
 #include "support/TableFolder.h"
 
 #include <QFile>
@@ -11,8 +11,8 @@
 #include <limits>
 
 using namespace tarnaxe;
-using tarnaxe::test::DbfField;
-using tarnaxe::test::DbfWriter;
+using tarnaxe::emswriter::DbfField;
+using tarnaxe::emswriter::DbfWriter;
 
 namespace {
 

@@ -2,7 +2,7 @@
 // by the memo file's own version byte, and the refusals of broken memo files.
 
 #include "ems/clsXBASE.h"
-#include "support/DbfWriter.h"
+#include "emswriter/DbfWriter.h"
 #include "support/TableFolder.h"
 
 #include <QDir>
@@ -11,8 +11,8 @@
 #include <unistd.h>
 
 using namespace tarnaxe;
-using tarnaxe::test::DbfWriter;
-using tarnaxe::test::DbtWriter;
+using tarnaxe::emswriter::DbfWriter;
+using tarnaxe::emswriter::DbtWriter;
 
 namespace {
 

@@ -2,7 +2,7 @@
 // A HostBridge on a free loopback port serving FakeDispatchable objects, with a pointer
 // to each object it made, for the bridge's socket tests.
 
-#include "platform/HostBridge.h"
+#include "bridge/HostBridge.h"
 #include "support/FakeDispatchable.h"
 
 #include <QList>

@@ -3,7 +3,7 @@
 // must serve (gets, a put, converted and by-reference parameters, failures, a member that
 // runs a nested event loop), and a record of what the last call received.
 
-#include "platform/Dispatch.h"
+#include "bridge/Dispatch.h"
 
 #include <functional>
 

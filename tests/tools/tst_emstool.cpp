@@ -1,6 +1,6 @@
 // tarnaxe-ems as the people who support offices run it.
 
-#include "support/EmsSetBuilder.h"
+#include "emswriter/EmsSetBuilder.h"
 #include "support/TempHome.h"
 
 #include <QDir>

@@ -5,7 +5,7 @@
 #include "automation/SharedState.h"
 #include "ems/EmsReader.h"
 #include "support/DataupServer.h"
-#include "support/EmsSetBuilder.h"
+#include "emswriter/EmsSetBuilder.h"
 #include "support/FileContents.h"
 #include "support/RecordingView.h"
 #include "support/ScriptedUi.h"
@@ -141,8 +141,8 @@ void TestUpload::oneTransactionHoldsEverything()
     m_lists.appendFile(text);
     m_lists.setCaptionOf(QStringLiteral("Files"), 1, QStringLiteral("Adjuster notes"));
 
-    test::EmsSetBuilder set(m_folder->path(), QStringLiteral("0001"));
-    set.style(test::EmsStyle::Letter).vehicleMemo("FRONT BUMPER DAMAGE");
+    emswriter::EmsSetBuilder set(m_folder->path(), QStringLiteral("0001"));
+    set.style(emswriter::EmsStyle::Letter).vehicleMemo("FRONT BUMPER DAMAGE");
     QVERIFY(set.write());
     EmsReader reader;
     EstimateRecord estimate;

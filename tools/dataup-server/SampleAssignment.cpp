@@ -1,8 +1,8 @@
 #include "SampleAssignment.h"
 
 #include "Store.h"
-#include "support/DbfWriter.h"
-#include "support/EmsSetBuilder.h"
+#include "emswriter/DbfWriter.h"
+#include "emswriter/EmsSetBuilder.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,8 +13,8 @@ namespace tarnaxe::dataup {
 
 namespace {
 
-using test::EmsSetBuilder;
-using test::EmsStyle;
+using tarnaxe::emswriter::EmsSetBuilder;
+using tarnaxe::emswriter::EmsStyle;
 
 std::optional<QByteArray> readAll(const QString& path)
 {
@@ -98,7 +98,7 @@ std::optional<SampleAssignment> makeSampleAssignment(const QString& guid)
                               EmsStyle::Plain, "C");
     // The letter style gives each table its own memo file; only the vehicle has memos.
     const QString emptyMemo = temp.filePath(QStringLiteral("empty.dbt"));
-    if (!mit || !adp || !ccc || !test::DbtWriter().write(emptyMemo))
+    if (!mit || !adp || !ccc || !emswriter::DbtWriter().write(emptyMemo))
         return std::nullopt;
 
     const auto member = [](const EmsSetBuilder& set, EmsMember m) {

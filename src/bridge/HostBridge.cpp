@@ -1,7 +1,7 @@
-#include "platform/HostBridge.h"
+#include "bridge/HostBridge.h"
 
-#include "platform/BridgeConnection.h"
-#include "platform/BridgeHttp.h"
+#include "bridge/BridgeConnection.h"
+#include "bridge/BridgeHttp.h"
 #include "platform/Logging.h"
 
 #include <QJsonDocument>

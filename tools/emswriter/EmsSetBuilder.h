@@ -1,7 +1,7 @@
 #pragma once
-// Writes a complete EMS file set into a folder for tests and benchmarks: envelope,
-// administrative 1 and 2, vehicle (with a memo), totals and profile totals, one record
-// each, with plausible values that a test can change field by field.
+// Writes a complete EMS file set into a folder, for the reference server's seed, tests and
+// benchmarks: envelope, administrative 1 and 2, vehicle (with a memo), totals and profile
+// totals, one record each, with plausible values that a caller can change field by field.
 //
 //     EmsSetBuilder set(folder.path(), QStringLiteral("0001"));
 //     set.style(EmsStyle::Plain).set("INSD_LN", "SMITH").omit(EmsMember::ProfileTotals);
@@ -23,7 +23,7 @@
 // Values are the bytes stored, padded with blanks or cut to the field's length.
 
 #include "ems/EmsFileSet.h"
-#include "support/DbfWriter.h"
+#include "emswriter/DbfWriter.h"
 
 #include <QByteArray>
 #include <QHash>
@@ -31,7 +31,7 @@
 #include <QSet>
 #include <QString>
 
-namespace tarnaxe::test {
+namespace tarnaxe::emswriter {
 
 // Letter: 0001.env, 0001a.ad1, 0001b.ad2, 0001v.veh (+ 0001v.dbt), 0001.ttl, 0001.pft.
 // Plain:  0001.env, 0001.ad1, 0001.ad2, 0001.veh (+ 0001.dbt), 0001.ttl, 0001.pft.
@@ -84,4 +84,4 @@ private:
     QByteArray m_memo = "FRONT BUMPER DAMAGE";
 };
 
-} // namespace tarnaxe::test
+} // namespace tarnaxe::emswriter

@@ -2,7 +2,7 @@
 // connection is kept and when it is not, the one resend after a kept connection closed,
 // hostile answers, the request's head, and a streamed body over TLS.
 
-#include "platform/HttpTransport.h"
+#include "http/HttpTransport.h"
 #include "support/DataupServer.h"
 #include "support/ScriptedHttpServer.h"
 

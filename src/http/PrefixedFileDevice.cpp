@@ -1,4 +1,4 @@
-#include "platform/PrefixedFileDevice.h"
+#include "http/PrefixedFileDevice.h"
 
 #include <cstring>
 

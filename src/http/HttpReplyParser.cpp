@@ -1,4 +1,4 @@
-#include "platform/HttpReplyParser.h"
+#include "http/HttpReplyParser.h"
 
 #include <cstring>
 

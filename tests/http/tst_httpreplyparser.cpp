@@ -1,7 +1,7 @@
 // The HTTP reply parser on its own: each framing, fed whole, a byte at a time and in
 // uneven pieces; the end of a connection; and the answers it refuses.
 
-#include "platform/HttpReplyParser.h"
+#include "http/HttpReplyParser.h"
 
 #include <QTest>
 

@@ -1,10 +1,10 @@
-#include "support/EmsSetBuilder.h"
+#include "emswriter/EmsSetBuilder.h"
 
 #include "platform/FileNames.h"
 
 #include <QtGlobal>
 
-namespace tarnaxe::test {
+namespace tarnaxe::emswriter {
 
 namespace {
 
@@ -194,4 +194,4 @@ bool EmsSetBuilder::write() const
     return true;
 }
 
-} // namespace tarnaxe::test
+} // namespace tarnaxe::emswriter

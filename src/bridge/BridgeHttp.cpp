@@ -1,4 +1,4 @@
-#include "platform/BridgeHttp.h"
+#include "bridge/BridgeHttp.h"
 
 #include <QHostAddress>
 #include <QUrl>

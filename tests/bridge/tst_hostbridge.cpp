@@ -1,7 +1,7 @@
 // The host bridge serving WebSocket clients: a real server on port 0, real clients, a fake
 // automation object per connection; calls, events, order, and the objects' lifetime.
 
-#include "platform/HostBridge.h"
+#include "bridge/HostBridge.h"
 #include "support/FakeBridge.h"
 
 #include <QJsonArray>

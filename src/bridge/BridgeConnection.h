@@ -2,7 +2,7 @@
 // One WebSocket connection of the host bridge and the automation object that serves it:
 // calls are run one at a time and answered in order, events are passed on as they come.
 
-#include "platform/Dispatch.h"
+#include "bridge/Dispatch.h"
 
 #include <QByteArray>
 #include <QObject>

@@ -1,4 +1,4 @@
-#include "platform/HttpConnection.h"
+#include "http/HttpConnection.h"
 
 #include <QEventLoop>
 #include <QIODevice>

@@ -1,6 +1,6 @@
 // The JSON protocol of the host bridge, run as a pure function against a fake object.
 
-#include "platform/BridgeProtocol.h"
+#include "bridge/BridgeProtocol.h"
 #include "support/FakeDispatchable.h"
 
 #include <QJsonArray>

@@ -1,13 +1,13 @@
 #pragma once
-// Writers of dBase III tables and dBase III/IV memo files for tests: fixtures are made
-// at run time, byte by byte as the formats lay them out, and can be bent on purpose
-// (wrong counts, lengths, signatures) to test how the reader refuses them.
+// Writers of dBase III tables and dBase III/IV memo files, byte by byte as the formats lay
+// them out: the reference server's sample assignments, and fixtures that tests make at run
+// time and can bend on purpose (wrong counts, lengths, signatures) to see the reader refuse.
 
 #include <QByteArray>
 #include <QList>
 #include <QString>
 
-namespace tarnaxe::test {
+namespace tarnaxe::emswriter {
 
 struct DbfField {
     QByteArray name; // stored as given, NUL-padded to 11 bytes
@@ -60,4 +60,4 @@ private:
     QByteArray m_bytes;
 };
 
-} // namespace tarnaxe::test
+} // namespace tarnaxe::emswriter

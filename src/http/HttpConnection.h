@@ -3,7 +3,7 @@
 // run in a local event loop on the caller's thread: no thread of its own, no hop between
 // threads for each request.
 
-#include "platform/HttpReplyParser.h"
+#include "http/HttpReplyParser.h"
 
 #include <QByteArray>
 #include <QElapsedTimer>

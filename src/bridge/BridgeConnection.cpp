@@ -1,6 +1,6 @@
-#include "platform/BridgeConnection.h"
+#include "bridge/BridgeConnection.h"
 
-#include "platform/BridgeProtocol.h"
+#include "bridge/BridgeProtocol.h"
 
 #include <QWebSocket>
 

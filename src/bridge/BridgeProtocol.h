@@ -2,7 +2,7 @@
 // The JSON protocol of the host bridge as pure functions: values, the interface
 // description, one call frame in and its answer out, and event frames. No sockets here.
 
-#include "platform/Dispatch.h"
+#include "bridge/Dispatch.h"
 #include "platform/Variant.h"
 
 #include <QByteArray>

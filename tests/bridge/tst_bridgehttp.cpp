@@ -1,8 +1,8 @@
 // The HTTP side of the host bridge: /status and its preflight for pages, the Host and
 // Origin rules that keep other sites out of the WebSocket, and malformed requests.
 
-#include "platform/BridgeHttp.h"
-#include "platform/HostBridge.h"
+#include "bridge/BridgeHttp.h"
+#include "bridge/HostBridge.h"
 #include "support/FakeBridge.h"
 #include "support/RawHttp.h"
 

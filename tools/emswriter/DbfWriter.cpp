@@ -1,9 +1,9 @@
-#include "support/DbfWriter.h"
+#include "emswriter/DbfWriter.h"
 
 #include <QFile>
 #include <QtEndian>
 
-namespace tarnaxe::test {
+namespace tarnaxe::emswriter {
 
 namespace {
 
@@ -126,4 +126,4 @@ bool DbtWriter::write(const QString& path) const
     return writeFile(path, m_bytes);
 }
 
-} // namespace tarnaxe::test
+} // namespace tarnaxe::emswriter

@@ -1,8 +1,8 @@
-#include "platform/HttpTransport.h"
+#include "http/HttpTransport.h"
 
-#include "platform/HttpConnection.h"
+#include "http/HttpConnection.h"
 #include "platform/Logging.h"
-#include "platform/PrefixedFileDevice.h"
+#include "http/PrefixedFileDevice.h"
 
 #include <QElapsedTimer>
 
@@ -179,13 +179,13 @@ HttpPostResult HttpTransport::post(const QUrl& url, const QByteArray& text, cons
         // a new connection. A server that read the request and then dropped the connection
         // without a word sees it twice: the pages where that could do harm are idempotent
         // on the server (see the design notes).
-        qCDebug(lcTransfer) << "kept connection closed before an answer; sending again";
+        qCDebug(lcHttp) << "kept connection closed before an answer; sending again";
         if (body.seek(0))
             exchange = m_connection->exchange(endpoint, head, rest, m_options.inactivityTimeoutMs);
     }
     m_busy = false;
     result = postResult(exchange, filePath);
-    qCDebug(lcTransfer) << "POST" << url.toString() << "->" << result.error << result.body.size()
+    qCDebug(lcHttp) << "POST" << url.toString() << "->" << result.error << result.body.size()
                         << "bytes in" << elapsed.elapsed() << "ms";
     return result;
 }

@@ -2,7 +2,7 @@
 // The agent's WebSocket server on the loopback interface: answers GET /status, keeps
 // other sites out by Host and Origin, and serves one automation object per connection.
 
-#include "platform/Dispatch.h"
+#include "bridge/Dispatch.h"
 
 #include <QList>
 #include <QObject>

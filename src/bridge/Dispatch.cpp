@@ -1,4 +1,4 @@
-#include "platform/Dispatch.h"
+#include "bridge/Dispatch.h"
 
 namespace tarnaxe {
 

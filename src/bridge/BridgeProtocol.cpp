@@ -1,4 +1,4 @@
-#include "platform/BridgeProtocol.h"
+#include "bridge/BridgeProtocol.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
