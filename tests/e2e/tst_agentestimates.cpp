@@ -10,6 +10,7 @@
 #include <QTest>
 
 using namespace tarnaxe::test;
+using namespace tarnaxe::emswriter;
 
 namespace {
 

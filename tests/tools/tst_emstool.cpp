@@ -12,6 +12,7 @@
 
 using namespace tarnaxe;
 using namespace tarnaxe::test;
+using namespace tarnaxe::emswriter;
 
 namespace {
 
