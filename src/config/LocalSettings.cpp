@@ -48,29 +48,30 @@ QString LocalSettings::userFilePath(const QString& presetPath)
     return path;
 }
 
-LocalSettings::LocalSettings(QString filePath) : m_file(std::move(filePath)) {}
+LocalSettings::LocalSettings(QString filePath) : m_filePath(std::move(filePath)) {}
 
-bool LocalSettings::readKey(const QString& key, QString& value)
+bool LocalSettings::readKey(ProfileSnapshot& profile, const QString& key, QString& value)
 {
-    const QString text = m_file.read(kSection, key);
+    const QString text = profile.read(kSection, key);
     if (!text.isEmpty()) {
         value = text;
         return true;
     }
-    writeKey(key, value);
+    writeKey(profile, key, value);
     return false;
 }
 
-bool LocalSettings::writeKey(const QString& key, const QString& value)
+void LocalSettings::writeKey(ProfileSnapshot& profile, const QString& key, const QString& value)
 {
-    return m_file.write(kSection, key, value.trimmed());
+    profile.write(kSection, key, value.trimmed());
 }
 
-void LocalSettings::readNumber(const QString& key, QString& buffer, qint16& target)
+void LocalSettings::readNumber(ProfileSnapshot& profile, const QString& key, QString& buffer,
+                               qint16& target)
 {
     // The buffer is shared with the previous numeric key on purpose: a missing key
     // inherits (and plants) the text of the key read before it.
-    readKey(key, buffer);
+    readKey(profile, key, buffer);
     if (buffer.isEmpty()) {
         target = 0;
         return;
@@ -94,48 +95,53 @@ void LocalSettings::load()
     MIEDelivery = QStringLiteral("C:\\Tarn\\ImportMIE");
     MIERetrieval = QStringLiteral("C:\\Tarn\\ExportMIE");
 
-    readKey(QStringLiteral("Limit EMS Date"), LimitEMSDate);
+    ProfileSnapshot profile(m_filePath);
+    readKey(profile, QStringLiteral("Limit EMS Date"), LimitEMSDate);
     for (int n = 1; n <= kPlatformSlots; ++n) {
-        readKey(numbered("EMSEstPlatform", n), EMSEstPlatform[n]);
-        readKey(numbered("EMSImportPath", n), EMSImportPath[n]);
-        readKey(numbered("EMSExportPath", n), EMSExportPath[n]);
+        readKey(profile, numbered("EMSEstPlatform", n), EMSEstPlatform[n]);
+        readKey(profile, numbered("EMSImportPath", n), EMSImportPath[n]);
+        readKey(profile, numbered("EMSExportPath", n), EMSExportPath[n]);
     }
-    readKey(numbered("EMSEstPlatform", 6), EMSEstPlatform[6]);
+    readKey(profile, numbered("EMSEstPlatform", 6), EMSEstPlatform[6]);
 
     QString buffer;
-    readKey(QStringLiteral("ImageAcqMethod"), buffer);
+    readKey(profile, QStringLiteral("ImageAcqMethod"), buffer);
     if (!buffer.isEmpty()) {
         const double value = leadingNumber(buffer);
         ImageAcqMethod = std::abs(value) < 32767.5 ? Variant(value).toInt16() : qint16(0);
     }
-    readKey(QStringLiteral("ImageDirectory"), ImageDirectory);
-    readNumber(QStringLiteral("PDFDriver"), buffer, PDFDriver);
-    readKey(QStringLiteral("MIEDelivery"), MIEDelivery);
-    readKey(QStringLiteral("MIERetrieval"), MIERetrieval);
-    readKey(QStringLiteral("WorkfilePath"), WorkfilePath);
-    readNumber(QStringLiteral("MonitorPDFPath"), buffer, MonitorPDFPath);
-    readKey(QStringLiteral("PDFSourcePath1"), PDFSourcePath1);
-    readKey(QStringLiteral("PDFSourcePath2"), PDFSourcePath2);
+    readKey(profile, QStringLiteral("ImageDirectory"), ImageDirectory);
+    readNumber(profile, QStringLiteral("PDFDriver"), buffer, PDFDriver);
+    readKey(profile, QStringLiteral("MIEDelivery"), MIEDelivery);
+    readKey(profile, QStringLiteral("MIERetrieval"), MIERetrieval);
+    readKey(profile, QStringLiteral("WorkfilePath"), WorkfilePath);
+    readNumber(profile, QStringLiteral("MonitorPDFPath"), buffer, MonitorPDFPath);
+    readKey(profile, QStringLiteral("PDFSourcePath1"), PDFSourcePath1);
+    readKey(profile, QStringLiteral("PDFSourcePath2"), PDFSourcePath2);
+    // An edit saved in an editor since the read wins; the next load plants again.
+    profile.save(ProfileSnapshot::Overwrite::OnlyIfUnchanged);
 }
 
 void LocalSettings::save()
 {
-    writeKey(QStringLiteral("Limit EMS Date"), LimitEMSDate);
+    ProfileSnapshot profile(m_filePath);
+    writeKey(profile, QStringLiteral("Limit EMS Date"), LimitEMSDate);
     for (int n = 1; n <= kPlatformSlots; ++n) {
-        writeKey(numbered("EMSEstPlatform", n), EMSEstPlatform[n]);
-        writeKey(numbered("EMSImportPath", n), EMSImportPath[n]);
-        writeKey(numbered("EMSExportPath", n), EMSExportPath[n]);
+        writeKey(profile, numbered("EMSEstPlatform", n), EMSEstPlatform[n]);
+        writeKey(profile, numbered("EMSImportPath", n), EMSImportPath[n]);
+        writeKey(profile, numbered("EMSExportPath", n), EMSExportPath[n]);
     }
-    writeKey(numbered("EMSEstPlatform", 6), EMSEstPlatform[6]);
-    writeKey(QStringLiteral("ImageAcqMethod"), QString::number(ImageAcqMethod));
-    writeKey(QStringLiteral("ImageDirectory"), ImageDirectory);
-    writeKey(QStringLiteral("PDFDriver"), QString::number(PDFDriver));
-    writeKey(QStringLiteral("MIEDelivery"), MIEDelivery);
-    writeKey(QStringLiteral("MIERetrieval"), MIERetrieval);
-    writeKey(QStringLiteral("WorkfilePath"), WorkfilePath);
-    writeKey(QStringLiteral("MonitorPDFPath"), QString::number(MonitorPDFPath));
-    writeKey(QStringLiteral("PDFSourcePath1"), PDFSourcePath1);
-    writeKey(QStringLiteral("PDFSourcePath2"), PDFSourcePath2);
+    writeKey(profile, numbered("EMSEstPlatform", 6), EMSEstPlatform[6]);
+    writeKey(profile, QStringLiteral("ImageAcqMethod"), QString::number(ImageAcqMethod));
+    writeKey(profile, QStringLiteral("ImageDirectory"), ImageDirectory);
+    writeKey(profile, QStringLiteral("PDFDriver"), QString::number(PDFDriver));
+    writeKey(profile, QStringLiteral("MIEDelivery"), MIEDelivery);
+    writeKey(profile, QStringLiteral("MIERetrieval"), MIERetrieval);
+    writeKey(profile, QStringLiteral("WorkfilePath"), WorkfilePath);
+    writeKey(profile, QStringLiteral("MonitorPDFPath"), QString::number(MonitorPDFPath));
+    writeKey(profile, QStringLiteral("PDFSourcePath1"), PDFSourcePath1);
+    writeKey(profile, QStringLiteral("PDFSourcePath2"), PDFSourcePath2);
+    profile.save();
 }
 
 int LocalSettings::platformMask(QString& mask) const

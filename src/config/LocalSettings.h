@@ -30,15 +30,13 @@ public:
 
     explicit LocalSettings(QString filePath);
 
-    const QString& filePath() const { return m_file.path(); }
-    ProfileFile& file() { return m_file; }
+    const QString& filePath() const { return m_filePath; }
 
-    // Reads one key of "LocalSettings". A missing or empty key is planted in the file
-    // with the caller's current value, which stays as it was; the result is then false.
-    bool readKey(const QString& key, QString& value);
-    bool writeKey(const QString& key, const QString& value);
-
+    // Fills every value from the file. A missing or empty key is planted with the value's
+    // default; the plantings are written back in one write, and only when they change the
+    // file, so that the loads of every call leave a complete file untouched.
     void load();
+    // Writes every value (trimmed) in one atomic write; lines of others are kept.
     void save();
 
     // Which slots have a defined platform with an existing import folder, as "Y"/"N" per
@@ -60,9 +58,14 @@ public:
     QString PDFSourcePath2;
 
 private:
-    void readNumber(const QString& key, QString& buffer, qint16& target);
+    // Reads one key of "LocalSettings" from profile. A missing or empty key is planted
+    // with value as it is, which stays as it was; the result is then false.
+    static bool readKey(ProfileSnapshot& profile, const QString& key, QString& value);
+    static void writeKey(ProfileSnapshot& profile, const QString& key, const QString& value);
+    static void readNumber(ProfileSnapshot& profile, const QString& key, QString& buffer,
+                           qint16& target);
 
-    ProfileFile m_file;
+    QString m_filePath;
 };
 
 } // namespace tarnaxe

@@ -274,41 +274,23 @@ QString unquoteAndCut(QString value, int maxLength)
     return value;
 }
 
-} // namespace
-
-QString ProfileFile::read(const QString& section, const QString& key, const QString& defaultValue,
-                          int maxLength) const
+QString readValue(const QByteArray& bytes, const QString& section, const QString& key,
+                  const QString& defaultValue, int maxLength)
 {
-    QByteArray bytes;
-    if (loadFile(m_path, bytes) != Load::Ok)
-        return defaultValue;
     const Location where = locate(bytes, trimBlanks(section), trimBlanks(key), false);
     if (!where.key)
         return defaultValue;
     return unquoteAndCut(decodeUtf8OrWindows1252(where.value), maxLength);
 }
 
-bool ProfileFile::contains(const QString& section, const QString& key) const
-{
-    QByteArray bytes;
-    if (loadFile(m_path, bytes) != Load::Ok)
-        return false;
-    return locate(bytes, trimBlanks(section), trimBlanks(key), false).key.has_value();
-}
-
-bool ProfileFile::write(const QString& section, const QString& key, const QString& value)
+bool writeValue(QByteArray& bytes, const QString& section, const QString& key, const QString& value)
 {
     const QStringView sectionName = trimBlanks(section);
     const QStringView keyName = trimBlanks(key);
     const QStringView text = trimBlanks(value);
-    if (!isWritableSection(sectionName) || !isWritableKey(keyName) || hasLineBreak(text)) {
-        qCWarning(lcPlatform) << "refused to write" << section << key << "to" << m_path;
+    if (!isWritableSection(sectionName) || !isWritableKey(keyName) || hasLineBreak(text))
         return false;
-    }
 
-    QByteArray bytes;
-    if (loadFile(m_path, bytes) == Load::Failed)
-        return false;
     const QByteArray eol = lineEndOf(bytes);
     const Location where = locate(bytes, sectionName, keyName, false);
 
@@ -342,7 +324,39 @@ bool ProfileFile::write(const QString& section, const QString& key, const QStrin
         out.append('[').append(sectionName.toUtf8()).append(']').append(eol);
         out.append(keyName.toUtf8()).append('=').append(text.toUtf8()).append(eol);
     }
-    return saveFile(m_path, out);
+    bytes = std::move(out);
+    return true;
+}
+
+} // namespace
+
+QString ProfileFile::read(const QString& section, const QString& key, const QString& defaultValue,
+                          int maxLength) const
+{
+    QByteArray bytes;
+    if (loadFile(m_path, bytes) != Load::Ok)
+        return defaultValue;
+    return readValue(bytes, section, key, defaultValue, maxLength);
+}
+
+bool ProfileFile::contains(const QString& section, const QString& key) const
+{
+    QByteArray bytes;
+    if (loadFile(m_path, bytes) != Load::Ok)
+        return false;
+    return locate(bytes, trimBlanks(section), trimBlanks(key), false).key.has_value();
+}
+
+bool ProfileFile::write(const QString& section, const QString& key, const QString& value)
+{
+    QByteArray bytes;
+    if (loadFile(m_path, bytes) == Load::Failed)
+        return false;
+    if (!writeValue(bytes, section, key, value)) {
+        qCWarning(lcPlatform) << "refused to write" << section << key << "to" << m_path;
+        return false;
+    }
+    return saveFile(m_path, bytes);
 }
 
 bool ProfileFile::remove(const QString& section, const QString& key)
@@ -369,6 +383,46 @@ bool ProfileFile::remove(const QString& section, const QString& key)
     }
     out.append(bytes.constData() + from, bytes.size() - from);
     return saveFile(m_path, out);
+}
+
+ProfileSnapshot::ProfileSnapshot(QString path) : m_path(std::move(path))
+{
+    m_readable = loadFile(m_path, m_original) != Load::Failed;
+    m_bytes = m_original;
+}
+
+QString ProfileSnapshot::read(const QString& section, const QString& key,
+                              const QString& defaultValue, int maxLength) const
+{
+    return readValue(m_bytes, section, key, defaultValue, maxLength);
+}
+
+bool ProfileSnapshot::write(const QString& section, const QString& key, const QString& value)
+{
+    if (!m_readable)
+        return false; // writing would replace a file that we could not even read
+    if (!writeValue(m_bytes, section, key, value)) {
+        qCWarning(lcPlatform) << "refused to write" << section << key << "to" << m_path;
+        return false;
+    }
+    return true;
+}
+
+bool ProfileSnapshot::save(Overwrite overwrite)
+{
+    if (!changed())
+        return true;
+    if (overwrite == Overwrite::OnlyIfUnchanged) {
+        QByteArray now;
+        if (loadFile(m_path, now) == Load::Failed || now != m_original) {
+            qCInfo(lcPlatform) << m_path << "changed since it was read; not written";
+            return false;
+        }
+    }
+    if (!saveFile(m_path, m_bytes))
+        return false;
+    m_original = m_bytes;
+    return true;
 }
 
 } // namespace tarnaxe

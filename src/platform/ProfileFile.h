@@ -4,6 +4,7 @@
 // was, values trimmed, file and section created on write. Writes replace the file
 // atomically, so a crash never leaves half a file.
 
+#include <QByteArray>
 #include <QString>
 
 namespace tarnaxe {
@@ -29,6 +30,30 @@ public:
 
 private:
     QString m_path;
+};
+
+// A profile file read once, looked up and changed in memory, and written back in one
+// atomic write only when its bytes changed. Same rules as ProfileFile.
+class ProfileSnapshot {
+public:
+    explicit ProfileSnapshot(QString path);
+
+    QString read(const QString& section, const QString& key, const QString& defaultValue = {},
+                 int maxLength = 254) const;
+    // Changes the copy in memory; false when refused (or when the file could not be read).
+    bool write(const QString& section, const QString& key, const QString& value);
+    bool changed() const { return m_bytes != m_original; }
+
+    enum class Overwrite { Always, OnlyIfUnchanged };
+    // Writes the changes, if any. OnlyIfUnchanged leaves a file that someone changed since
+    // it was read as it is (false): their edit wins over ours.
+    bool save(Overwrite overwrite = Overwrite::Always);
+
+private:
+    QString m_path;
+    QByteArray m_original;
+    QByteArray m_bytes;
+    bool m_readable = false;
 };
 
 } // namespace tarnaxe

@@ -2,8 +2,10 @@
 #include "config/PathHelpers.h"
 #include "support/TempHome.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTest>
 
 using namespace tarnaxe;
@@ -80,6 +82,24 @@ private slots:
         QCOMPARE(value(QStringLiteral("MIEDelivery")), QStringLiteral("C:\\Tarn\\ImportMIE"));
         QCOMPARE(value(QStringLiteral("EMSEstPlatform1")), QStringLiteral("*not defined"));
         QCOMPARE(settings.EMSImportPath[1], QStringLiteral("/srv/in"));
+    }
+
+    // Every selection call loads; a file that holds every key must stay untouched, or a
+    // page polling once a second rewrites it (and races the user's editor).
+    void loadsLeaveACompleteFileAlone()
+    {
+        LocalSettings settings(iniPath());
+        settings.load();
+        const auto changeTime = [this] {
+            return QFileInfo(iniPath()).fileTime(QFileDevice::FileMetadataChangeTime);
+        };
+        const QDateTime before = changeTime();
+        const QByteArray bytes = readAll(iniPath());
+        QTest::qWait(20); // a rewrite within the same tick would keep the time
+        for (int i = 0; i < 100; ++i)
+            settings.load();
+        QCOMPARE(changeTime(), before); // a rename, or a write in place, would move it
+        QCOMPARE(readAll(iniPath()), bytes);
     }
 
     void numericKeysShareOneBuffer()

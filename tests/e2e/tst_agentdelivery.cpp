@@ -8,8 +8,8 @@
 #include "automation/FormRegistry.h"
 #include "automation/IO.h"
 #include "automation/SharedState.h"
-#include "config/LocalSettings.h"
 #include "bridge/HostBridge.h"
+#include "config/LocalSettings.h"
 #include "support/AgentProcess.h"
 #include "support/BridgeClient.h"
 #include "support/DataupServer.h"
@@ -121,14 +121,12 @@ private slots:
         const QString mitchell = imports.filePath(QStringLiteral("mitchell"));
         QVERIFY(QDir().mkpath(ccc) && QDir().mkpath(mitchell));
         LocalSettings settings(home.configHome() + QStringLiteral("/TarnAxe/TarnLocal.ini"));
-        settings.file().write(QStringLiteral("LocalSettings"), QStringLiteral("EMSEstPlatform1"),
-                              platform_names::ccc);
-        settings.file().write(QStringLiteral("LocalSettings"), QStringLiteral("EMSImportPath1"),
-                              ccc);
-        settings.file().write(QStringLiteral("LocalSettings"), QStringLiteral("EMSEstPlatform2"),
-                              platform_names::mitchell);
-        settings.file().write(QStringLiteral("LocalSettings"), QStringLiteral("EMSImportPath2"),
-                              mitchell);
+        settings.load();
+        settings.EMSEstPlatform[1] = platform_names::ccc;
+        settings.EMSImportPath[1] = ccc;
+        settings.EMSEstPlatform[2] = platform_names::mitchell;
+        settings.EMSImportPath[2] = mitchell;
+        settings.save();
         SharedState state;
         AttachmentLists lists;
         ShowingUi ui;

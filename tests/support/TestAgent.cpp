@@ -1,5 +1,7 @@
 #include "support/TestAgent.h"
 
+#include "platform/ProfileFile.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -21,7 +23,7 @@ TestAgent::TestAgent(int helperIntervalMs)
 
 void TestAgent::setSetting(const QString& key, const QString& value)
 {
-    settings.file().write(QStringLiteral("LocalSettings"), key, value);
+    ProfileFile(settings.filePath()).write(QStringLiteral("LocalSettings"), key, value);
 }
 
 QString TestAgent::makeFile(const QString& relativePath, qint64 size)
