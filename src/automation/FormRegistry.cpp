@@ -24,7 +24,7 @@ bool FormRegistry::hasFactory(const QString& formName) const
 QObject* FormRegistry::find(const QString& formName) const
 {
     for (const auto& form : m_loaded) {
-        if (form && form->objectName() == formName)
+        if (form && form->objectName() == formName && !form->property(kFormFinished).toBool())
             return form;
     }
     return nullptr;

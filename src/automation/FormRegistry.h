@@ -1,7 +1,9 @@
 #pragma once
 // The agent's loaded windows, found by form name ("frmIO", "frmEMSSelect", ...) the way
 // the page and the agent itself look them up, and the factories that load them. A form
-// is any QObject whose objectName is its form name; it counts as loaded until destroyed.
+// is any QObject whose objectName is its form name; it counts as loaded until destroyed,
+// or until it marks itself finished (kFormFinished): a form that has done its work and is
+// only about to unload must not take the place of the next one.
 
 #include <QObject>
 #include <QPointer>
@@ -12,6 +14,9 @@
 namespace tarnaxe {
 
 class Ui;
+
+// A form sets this dynamic property to true once its work is over.
+inline constexpr char kFormFinished[] = "tarnaxeFormFinished";
 
 class FormRegistry {
 public:

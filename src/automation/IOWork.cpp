@@ -117,8 +117,14 @@ void IO::startTransfer()
 {
     FormRegistry& forms = m_context.forms;
     if (QObject* running = forms.find(kTransferForm)) {
-        // The request values have been overwritten all the same; the running form reads
-        // them only when it starts, so it goes on with its own.
+        // The request values have been overwritten all the same; the running form took its
+        // own copy when it started, so it goes on with that. Nothing else tells of the call.
+        const TransferRequest& request = m_context.state.request;
+        qCWarning(lcAutomation).noquote()
+            << "a transfer is running; the" << request.IOCommand << "call for"
+            << (request.IOCommand == QLatin1String("READMIE") ? request.EstimateGUID
+                                                              : request.AssignmentGUID)
+            << "on" << request.RemoteServer << "started nothing";
         m_context.ui.bringToFront(running);
         return;
     }

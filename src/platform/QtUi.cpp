@@ -106,6 +106,9 @@ MessageAnswer QtUi::messageBox(const MessageBoxRequest& request)
 {
     QMessageBox box(toQtIcon(request.icon), request.title, request.text,
                     toQtButtons(request.buttons));
+    // Texts often carry what a server, a page or a file said: shown as written, never as
+    // markup that could hold a link or an image.
+    box.setTextFormat(Qt::PlainText);
     if (request.systemModal)
         box.setWindowModality(Qt::ApplicationModal);
     // Raised once the box is on screen, so that it shows in front of the browser.

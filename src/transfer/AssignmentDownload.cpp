@@ -5,6 +5,7 @@
 #include "ems/MieFiles.h"
 #include "platform/Ui.h"
 #include "transfer/TransferView.h"
+#include "transfer/WireFields.h"
 
 namespace tarnaxe {
 
@@ -15,15 +16,26 @@ const QString kNotComplete = QStringLiteral("Transfer Not Complete!");
 
 } // namespace
 
-AssignmentDownload::AssignmentDownload(SharedState& state, const LocalSettings& settings, Ui& ui,
-                                       TransferView& view, clsComm& http, Clock& clock,
-                                       FormatChooser chooseFormats)
-    : m_state(state), m_settings(settings), m_ui(ui), m_view(view), m_clock(clock),
-      m_chooseFormats(std::move(chooseFormats)), m_reads(http, view)
+AssignmentDownload::AssignmentDownload(const TransferRequest& request, SharedState& state,
+                                       const LocalSettings& settings, Ui& ui, TransferView& view,
+                                       clsComm& http, Clock& clock, FormatChooser chooseFormats)
+    : m_request(request), m_state(state), m_settings(settings), m_ui(ui), m_view(view),
+      m_clock(clock), m_chooseFormats(std::move(chooseFormats)), m_reads(http, view)
 {}
+
+bool AssignmentDownload::requestCanBeSent()
+{
+    const QString problem = requestProblem(m_request);
+    if (problem.isEmpty())
+        return true;
+    m_ui.message(problem, kNotComplete, MessageIcon::Information);
+    return false;
+}
 
 bool AssignmentDownload::ReadAssignment()
 {
+    if (!requestCanBeSent())
+        return false;
     QString& selection = m_state.FormatSelection;
     selection = QStringLiteral("NNNNN");
     const int destinations = m_settings.platformMask(selection);
@@ -39,7 +51,7 @@ bool AssignmentDownload::ReadAssignment()
             return false; // cancelled: the user knows
     }
 
-    const QString& guid = m_state.request.AssignmentGUID;
+    const QString& guid = m_request.AssignmentGUID;
     QString message;
     m_view.drawStatus(2);
     bool ok = m_reads.readHeader(guid, message);
@@ -70,10 +82,12 @@ bool AssignmentDownload::ReadAssignment()
 
 bool AssignmentDownload::ReadMie()
 {
+    if (!requestCanBeSent())
+        return false;
     m_view.drawStatus(10);
     QByteArray data;
     QString message;
-    bool ok = m_reads.GetMIEBlob(m_state.request.EstimateGUID, data, message);
+    bool ok = m_reads.GetMIEBlob(m_request.EstimateGUID, data, message);
     if (ok) {
         m_view.drawStatus(50);
         if (data.isEmpty()) {
@@ -96,12 +110,12 @@ bool AssignmentDownload::ReadMie()
 
 bool AssignmentDownload::readPiece(const QString& pieceName, QByteArray& data, QString& error)
 {
-    return m_reads.GetAssignmentEMS(m_state.request.AssignmentGUID, pieceName, data, error);
+    return m_reads.GetAssignmentEMS(m_request.AssignmentGUID, pieceName, data, error);
 }
 
 bool AssignmentDownload::readBasename(QString& message, QString& basename)
 {
-    return m_reads.ReadAssignmentBasename(m_state.request.AssignmentGUID, message, basename);
+    return m_reads.ReadAssignmentBasename(m_request.AssignmentGUID, message, basename);
 }
 
 void AssignmentDownload::setProgress(int percent)

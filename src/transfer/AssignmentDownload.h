@@ -4,6 +4,7 @@
 // MIE data and saves it in the MIE delivery folder. Both end with a message box when
 // they fail.
 
+#include "automation/SharedState.h"
 #include "delivery/AssignmentDelivery.h"
 #include "transfer/AssignmentReads.h"
 
@@ -16,16 +17,16 @@ class LocalSettings;
 class TransferView;
 class Ui;
 class clsComm;
-struct SharedState;
 
 class AssignmentDownload : public DeliverySource {
 public:
     // Edits the format selection; false or an empty selection when the user cancelled.
     using FormatChooser = std::function<bool(QString& selection)>;
 
-    AssignmentDownload(SharedState& state, const LocalSettings& settings, Ui& ui,
-                       TransferView& view, clsComm& http, Clock& clock,
-                       FormatChooser chooseFormats);
+    // request is copied: the download reads the assignment it was started for.
+    AssignmentDownload(const TransferRequest& request, SharedState& state,
+                       const LocalSettings& settings, Ui& ui, TransferView& view, clsComm& http,
+                       Clock& clock, FormatChooser chooseFormats);
 
     bool ReadAssignment(); // "READ"
     bool ReadMie();        // "READMIE"
@@ -43,6 +44,10 @@ public:
     bool cancelRequested() override;
 
 private:
+    // A refusal of a request that cannot be sent, with its box; false when it was shown.
+    bool requestCanBeSent();
+
+    const TransferRequest m_request;
     SharedState& m_state;
     const LocalSettings& m_settings;
     Ui& m_ui;

@@ -4,6 +4,7 @@
 #include "platform/Windows1252.h"
 #include "transfer/ReplyFields.h"
 #include "transfer/TransferView.h"
+#include "transfer/WireFields.h"
 #include "transfer/clsComm.h"
 
 #include <algorithm>
@@ -12,11 +13,6 @@
 namespace tarnaxe {
 
 namespace {
-
-QString field(const QString& name, const QString& value)
-{
-    return name + value + QLatin1Char('\t');
-}
 
 bool isSuccess(const QByteArray& status)
 {
@@ -30,7 +26,7 @@ bool AssignmentReads::readStatusPage(const QString& page, const QString& assignm
 {
     m_http.PostPage = page;
     QString error;
-    if (!m_http.SendData(field(QStringLiteral("GUID:"), assignmentGuid), error)) {
+    if (!m_http.SendData(wireField(QStringLiteral("GUID:"), assignmentGuid), error)) {
         message = error;
         return false;
     }
@@ -122,8 +118,8 @@ bool AssignmentReads::GetEMSAssignmentBlob(const QString& sGUID, const QString& 
                                            QByteArray& sData, QString& sError)
 {
     return readBlob(QStringLiteral("/dataup/ReadAssignmentExport.asp"),
-                    field(QStringLiteral("GUID:"), sGUID) +
-                        field(QStringLiteral("ExportField:"), sFieldName),
+                    wireField(QStringLiteral("GUID:"), sGUID) +
+                        wireField(QStringLiteral("ExportField:"), sFieldName),
                     QStringLiteral("EMSBlobReadError: "),
                     QStringLiteral("EMSBlobReadError: No export data returned"), sData, sError);
 }
@@ -133,16 +129,16 @@ bool AssignmentReads::GetAssignmentEMS(const QString& sGUID, const QString& sFie
 {
     // The two blanks are what this page's callers have always shown.
     return readBlob(QStringLiteral("/dataup/ReadAssignmentEMS.asp"),
-                    field(QStringLiteral("GUID:"), sGUID) +
-                        field(QStringLiteral("ExportField:"), sFieldName),
+                    wireField(QStringLiteral("GUID:"), sGUID) +
+                        wireField(QStringLiteral("ExportField:"), sFieldName),
                     QStringLiteral("EMSBlobReadError: "),
                     QStringLiteral("EMSBlobReadError: No  data returned"), sData, sError);
 }
 
 bool AssignmentReads::GetMIEBlob(const QString& sGUID, QByteArray& sData, QString& sError)
 {
-    return readBlob(QStringLiteral("/dataup/ReadMIE.asp"), field(QStringLiteral("GUID:"), sGUID),
-                    QStringLiteral("MIEBlobReadError: "),
+    return readBlob(QStringLiteral("/dataup/ReadMIE.asp"),
+                    wireField(QStringLiteral("GUID:"), sGUID), QStringLiteral("MIEBlobReadError: "),
                     QStringLiteral("MIEBlobReadError: No export data returned"), sData, sError);
 }
 

@@ -1,13 +1,12 @@
 #include "transfer/TransferForm.h"
 
-#include "automation/SharedState.h"
+#include "automation/FormRegistry.h"
 #include "delivery/FormatsDialog.h"
 #include "platform/Ui.h"
 #include "transfer/UploadTransaction.h"
 
 #include <QCloseEvent>
 #include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QGridLayout>
 #include <QLabel>
 #include <QPainter>
@@ -50,13 +49,15 @@ QLabel* label(QWidget* parent, const char* name, const QString& text = {})
 {
     auto* l = new QLabel(text, parent);
     l->setObjectName(QLatin1String(name));
+    // Claim numbers, company names and messages come from the server: never markup.
+    l->setTextFormat(Qt::PlainText);
     return l;
 }
 
 } // namespace
 
 TransferForm::TransferForm(TransferFormContext context, QWidget* parent)
-    : QWidget(parent), m_context(std::move(context))
+    : QWidget(parent), m_context(std::move(context)), m_request(m_context.state.request)
 {
     setObjectName(QStringLiteral("frmIO"));
     setWindowTitle(QStringLiteral("Database I/O"));
@@ -90,7 +91,7 @@ TransferForm::TransferForm(TransferFormContext context, QWidget* parent)
 
     // Load: the server and the secure switch are taken once.
     m_http = std::make_unique<clsComm>(m_context.http);
-    m_http->ServerName = m_context.state.request.RemoteServer;
+    m_http->ServerName = m_request.RemoteServer;
     m_http->bSecure = m_context.state.Secure;
     m_http->setYield([this] { processEvents(); });
 }
@@ -167,12 +168,13 @@ void TransferForm::firstActivation()
     processEvents();
     m_finished = true;
     m_http.reset();
-    // A quarter second for the page and the user to see the end, then unload.
-    const QDeadlineTimer wait(250);
-    while (!wait.hasExpired())
-        processEvents();
-    close();
-    deleteLater();
+    // A quarter second for the page and the user to see the end, then unload. A timer
+    // rather than a loop that processes events: a transfer that the page starts meanwhile
+    // must not run nested inside this form's wait.
+    QTimer::singleShot(250, this, [this] {
+        close();
+        deleteLater();
+    });
 }
 
 AssignmentDownload TransferForm::download()
@@ -180,11 +182,11 @@ AssignmentDownload TransferForm::download()
     AssignmentDownload::FormatChooser choose = m_context.chooseFormats;
     if (!choose) {
         choose = [this](QString& selection) {
-            return FormatsDialog::choose(m_context.settings, selection, this);
+            return FormatsDialog::choose(m_context.settings, selection, this, m_context.ui);
         };
     }
-    AssignmentDownload download(m_context.state, m_context.settings, m_context.ui, *this, *m_http,
-                                m_context.clock ? *m_context.clock : m_systemClock,
+    AssignmentDownload download(m_request, m_context.state, m_context.settings, m_context.ui, *this,
+                                *m_http, m_context.clock ? *m_context.clock : m_systemClock,
                                 std::move(choose));
     if (m_context.randomFraction)
         download.setRandomFraction(m_context.randomFraction);
@@ -195,7 +197,7 @@ void TransferForm::runCommand()
 {
     m_abortRequested = false;
     m_cancelRequested->hide();
-    TransferRequest& request = m_context.state.request;
+    TransferRequest& request = m_request;
     QString caption;
     std::function<bool()> work;
     if (request.IOCommand == QLatin1String("READ")) {
@@ -211,8 +213,8 @@ void TransferForm::runCommand()
     } else if (request.IOCommand == QLatin1String("WRITE")) {
         caption = QStringLiteral("Save Collected Information");
         work = [this] {
-            UploadTransaction upload(m_context.state, m_context.lists, m_context.ui, *this,
-                                     *m_http);
+            UploadTransaction upload(m_request, m_context.state, m_context.lists, m_context.ui,
+                                     *this, *m_http);
             return upload.UploadAttachments();
         };
     }
@@ -228,6 +230,9 @@ void TransferForm::runCommand()
         m_context.ui.message(QStringLiteral("Invalid I/O Command"), QStringLiteral("Program Error"),
                              MessageIcon::Critical);
     }
+    // From here on a new transfer call opens a form of its own: a page that starts the next
+    // transfer on "COMPLETE" must not find this one, which is about to unload.
+    setProperty(kFormFinished, true);
     if (request.IOCommand == QLatin1String("ERROR"))
         emit CurrentStatus(QStringLiteral("ERROR"), QStringLiteral("Error Occurred"));
     else

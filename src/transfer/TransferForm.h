@@ -1,9 +1,11 @@
 #pragma once
 // frmIO, the small window that runs one exchange with the server and shows its progress:
-// the command starts on the first showing, "BUSY" / "COMPLETE" / "ERROR" go out through
-// CurrentStatus, the window cannot be closed while it works, and it unloads itself a
-// quarter second after it finished.
+// it takes its own copy of the pending request when it is loaded, the command starts on
+// the first showing, "BUSY" / "COMPLETE" / "ERROR" go out through CurrentStatus, the
+// window cannot be closed while it works, and it unloads itself a quarter second after it
+// finished.
 
+#include "automation/SharedState.h"
 #include "platform/Clock.h"
 #include "transfer/AssignmentDownload.h"
 #include "transfer/TransferView.h"
@@ -21,7 +23,6 @@ namespace tarnaxe {
 class AttachmentLists;
 class LocalSettings;
 class Ui;
-struct SharedState;
 
 // picStatus: a box that a bar is drawn into from the left; drawing never erases, so the
 // bar only grows until the box is cleared.
@@ -74,6 +75,8 @@ public:
     void DrawStatus(int iPct) { drawStatus(iPct); }
     int lastPercent() const { return m_lastPercent; }
     bool finished() const { return m_finished; }
+    // The request this form runs: what was pending when it was loaded.
+    const TransferRequest& request() const { return m_request; }
 
 signals:
     void CurrentStatus(const QString& sStatus, const QString& sMessage);
@@ -89,6 +92,9 @@ private:
     void cmdCancel_Click();
 
     TransferFormContext m_context;
+    // A page may store another request while this one runs (a second tab, a double
+    // click); nothing this form sends may come from it.
+    TransferRequest m_request;
     SystemClock m_systemClock;
     std::unique_ptr<clsComm> m_http;
     bool m_activated = false;

@@ -4,12 +4,14 @@
 #include "automation/SharedState.h"
 #include "config/PathHelpers.h"
 #include "config/SessionWorkspace.h"
+#include "ems/EmsReader.h"
 #include "ems/EmsRecordTable.h"
 #include "platform/Logging.h"
 #include "platform/Ui.h"
 #include "transfer/AssignmentReads.h"
 #include "transfer/ReplyFields.h"
 #include "transfer/TransferView.h"
+#include "transfer/WireFields.h"
 #include "transfer/clsComm.h"
 
 #include <QFileInfo>
@@ -22,11 +24,6 @@ namespace {
 
 const QString kCrLf = QStringLiteral("\r\n");
 const QString kErrorTitle = QStringLiteral("Error Encountered!");
-
-QString field(const QString& name, const QString& value)
-{
-    return name + value + QLatin1Char('\t');
-}
 
 QString failedStep(const QString& stage, const QString& error)
 {
@@ -41,9 +38,10 @@ qint64 currentLength(const QString& path)
 
 } // namespace
 
-UploadTransaction::UploadTransaction(SharedState& state, AttachmentLists& lists, Ui& ui,
-                                     TransferView& view, clsComm& http)
-    : m_state(state), m_lists(lists), m_ui(ui), m_view(view), m_http(http)
+UploadTransaction::UploadTransaction(const TransferRequest& request, SharedState& state,
+                                     AttachmentLists& lists, Ui& ui, TransferView& view,
+                                     clsComm& http)
+    : m_request(request), m_state(state), m_lists(lists), m_ui(ui), m_view(view), m_http(http)
 {
     connect(&m_http, &clsComm::Progress, this, &UploadTransaction::onProgress);
 }
@@ -64,8 +62,12 @@ void UploadTransaction::onProgress(qint16& percent)
 
 bool UploadTransaction::UploadAttachments()
 {
-    QString message;
-    if (!AssignmentReads(m_http, m_view).readHeader(m_state.request.AssignmentGUID, message)) {
+    QString message = requestProblem(m_request);
+    if (!message.isEmpty()) {
+        m_ui.message(message, kErrorTitle, MessageIcon::Information);
+        return false;
+    }
+    if (!AssignmentReads(m_http, m_view).readHeader(m_request.AssignmentGUID, message)) {
         m_ui.message(message, kErrorTitle, MessageIcon::Information);
         return false;
     }
@@ -135,8 +137,14 @@ qint64 UploadTransaction::AccumulateUploadInfo(QString& sMessage)
     addFiles(QList<AttachedFile>(m_lists.photos()), PhotoStep);
     addFiles(QList<AttachedFile>(m_lists.files()), FileStep);
     const QList<EstimateRecord> estimates = m_lists.estimates();
+    EmsReader reader;
     for (qsizetype i = 0; i < estimates.size(); ++i) {
         Step step{EstimateStep, {}, 0, int(i + 1), {}, estimates[i]};
+        // The preparse fields carry what the set holds now; a member that cannot be read
+        // leaves its values empty rather than stopping the upload.
+        if (!reader.fillPreparseInfo(step.estimate))
+            qCWarning(lcTransfer) << "preparse values of" << step.estimate.envelopeFile
+                                  << "incomplete:" << reader.lastError() << reader.lastErrorFile();
         collectEstimateFiles(step.estimate);
         step.stepSize = step.estimate.totalSize;
         m_steps.append(step);
@@ -179,7 +187,8 @@ bool UploadTransaction::UploadStep(int iStepIndex, QString& sMessage)
         case BeginStep:
             stage = QStringLiteral("Begin Transaction");
             if (!postFields(QStringLiteral("/dataup/BeginAttachmentTransaction.asp"),
-                            field(QStringLiteral("Code:"), QStringLiteral("BEGINTRANS")), error)) {
+                            wireField(QStringLiteral("Code:"), QStringLiteral("BEGINTRANS")),
+                            error)) {
                 sMessage = failedStep(stage, error);
                 return false;
             }
@@ -198,7 +207,8 @@ bool UploadTransaction::UploadStep(int iStepIndex, QString& sMessage)
         case CommitStep:
             stage = QStringLiteral("Committing Transaction");
             if (!postFields(QStringLiteral("/dataup/CommitAttachmentTransaction.asp"),
-                            field(QStringLiteral("TransactionGUID:"), m_transactionGuid), error)) {
+                            wireField(QStringLiteral("TransactionGUID:"), m_transactionGuid),
+                            error)) {
                 sMessage = failedStep(stage, error);
                 return false;
             }
@@ -235,30 +245,30 @@ bool UploadTransaction::sendAttachment(Step& step, const QString& stage, QString
             message += kCrLf;
         return false;
     }
-    const TransferRequest& request = m_state.request;
-    QString fields = field(QStringLiteral("GUID:"), guid) +
-                     field(QStringLiteral("AssignmentGUID:"), request.AssignmentGUID) +
-                     field(QStringLiteral("TransactionGUID:"), m_transactionGuid) +
-                     field(QStringLiteral("WorkerGUID:"), request.WorkerGUID) +
-                     field(QStringLiteral("WorkerTypeID:"), request.WorkerTypeID);
+    const TransferRequest& request = m_request;
+    QString fields = wireField(QStringLiteral("GUID:"), guid) +
+                     wireField(QStringLiteral("AssignmentGUID:"), request.AssignmentGUID) +
+                     wireField(QStringLiteral("TransactionGUID:"), m_transactionGuid) +
+                     wireField(QStringLiteral("WorkerGUID:"), request.WorkerGUID) +
+                     wireField(QStringLiteral("WorkerTypeID:"), request.WorkerTypeID);
     QString page;
     switch (step.type) {
     case PhotoStep:
         page = QStringLiteral("/dataup/InsertImage.asp");
-        fields += field(QStringLiteral("Caption:"), step.caption);
+        fields += wireField(QStringLiteral("Caption:"), step.caption);
         break;
     case FileStep:
         page = QStringLiteral("/dataup/InsertFileAttachment.asp");
-        fields += field(QStringLiteral("Description:"), step.caption) +
-                  field(QStringLiteral("FileName:"), name);
+        fields += wireField(QStringLiteral("Description:"), step.caption) +
+                  wireField(QStringLiteral("FileName:"), name);
         break;
     default:
         page = QStringLiteral("/dataup/InsertPrintDocument.asp");
-        fields += field(QStringLiteral("Description:"), step.caption);
+        fields += wireField(QStringLiteral("Description:"), step.caption);
         break;
     }
-    fields += field(QStringLiteral("FileSize:"), QString::number(step.stepSize)) +
-              field(QStringLiteral("Location:"), location);
+    fields += wireField(QStringLiteral("FileSize:"), QString::number(step.stepSize)) +
+              wireField(QStringLiteral("Location:"), location);
     if (!postFields(page, fields, error)) {
         message = failedStep(stage, error);
         return false;
@@ -271,21 +281,22 @@ bool UploadTransaction::sendEstimate(Step& step, QString& message)
 {
     const QString stage = QStringLiteral("Uploading EMS Estimate");
     const QString guid = newGuidText();
-    const TransferRequest& request = m_state.request;
+    const TransferRequest& request = m_request;
     const EstimateRecord& estimate = step.estimate;
-    QString fields = field(QStringLiteral("GUID:"), guid) +
-                     field(QStringLiteral("FileSize:"), QString::number(step.stepSize)) +
-                     field(QStringLiteral("AssignmentGUID:"), request.AssignmentGUID) +
-                     field(QStringLiteral("TransactionGUID:"), m_transactionGuid) +
-                     field(QStringLiteral("WorkerGUID:"), request.WorkerGUID) +
-                     field(QStringLiteral("WorkerTypeID:"), request.WorkerTypeID) +
-                     field(QStringLiteral("PreparseVehicle:"), estimate.vehicle) +
-                     field(QStringLiteral("PreparseClaimNumber:"), estimate.claimNumber) +
-                     field(QStringLiteral("PreparseInsured:"), estimate.insured) +
-                     field(QStringLiteral("PreparseEstimateNumber:"), estimate.estimateFileId) +
-                     field(QStringLiteral("PreparseSupplementNumber:"), estimate.supplementNumber) +
-                     field(QStringLiteral("PreparsePolicyNumber:"), estimate.policyNumber) +
-                     field(QStringLiteral("EMSEstimatingPlatformCode:"), estimate.platformCode);
+    QString fields =
+        wireField(QStringLiteral("GUID:"), guid) +
+        wireField(QStringLiteral("FileSize:"), QString::number(step.stepSize)) +
+        wireField(QStringLiteral("AssignmentGUID:"), request.AssignmentGUID) +
+        wireField(QStringLiteral("TransactionGUID:"), m_transactionGuid) +
+        wireField(QStringLiteral("WorkerGUID:"), request.WorkerGUID) +
+        wireField(QStringLiteral("WorkerTypeID:"), request.WorkerTypeID) +
+        wireField(QStringLiteral("PreparseVehicle:"), estimate.vehicleDescription) +
+        wireField(QStringLiteral("PreparseClaimNumber:"), estimate.preparsedClaimNumber) +
+        wireField(QStringLiteral("PreparseInsured:"), estimate.insuredName) +
+        wireField(QStringLiteral("PreparseEstimateNumber:"), estimate.estimateFileId) +
+        wireField(QStringLiteral("PreparseSupplementNumber:"), estimate.supplementNumber) +
+        wireField(QStringLiteral("PreparsePolicyNumber:"), estimate.preparsedPolicyNumber) +
+        wireField(QStringLiteral("EMSEstimatingPlatformCode:"), estimate.platformCode);
     // Each member goes as the step's file; the step keeps its own size for a repeat.
     const qint64 setSize = step.stepSize;
     const auto& table = emsRecordTable();
@@ -306,7 +317,7 @@ bool UploadTransaction::sendEstimate(Step& step, QString& message)
             message = failedStep(stage, QStringLiteral("Error: ") + error);
             return false;
         }
-        fields += field(name + QLatin1Char(':'), location);
+        fields += wireField(name + QLatin1Char(':'), location);
     }
     QString error;
     if (!postFields(QStringLiteral("/dataup/InsertEMSEstimate.asp"), fields, error)) {

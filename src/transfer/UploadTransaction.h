@@ -5,6 +5,7 @@
 // after a failure; the user is asked from a step's second failure on, and may stop
 // between steps.
 
+#include "automation/SharedState.h"
 #include "ems/EstimateRecord.h"
 
 #include <QList>
@@ -17,7 +18,6 @@ class AttachmentLists;
 class TransferView;
 class Ui;
 class clsComm;
-struct SharedState;
 
 class UploadTransaction : public QObject {
     Q_OBJECT
@@ -38,8 +38,9 @@ public:
         EstimateRecord estimate;
     };
 
-    UploadTransaction(SharedState& state, AttachmentLists& lists, Ui& ui, TransferView& view,
-                      clsComm& http);
+    // request is copied: the upload sends its own request whatever is stored meanwhile.
+    UploadTransaction(const TransferRequest& request, SharedState& state, AttachmentLists& lists,
+                      Ui& ui, TransferView& view, clsComm& http);
 
     bool UploadAttachments();
     qint64 AccumulateUploadInfo(QString& sMessage);
@@ -64,6 +65,7 @@ private:
     bool sendAttachment(Step& step, const QString& stage, QString& message);
     bool sendEstimate(Step& step, QString& message);
 
+    const TransferRequest m_request;
     SharedState& m_state;
     AttachmentLists& m_lists;
     Ui& m_ui;

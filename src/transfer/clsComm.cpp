@@ -2,6 +2,7 @@
 
 #include "platform/Logging.h"
 #include "platform/Windows1252.h"
+#include "transfer/WireFields.h"
 
 #include <QFileInfo>
 
@@ -19,7 +20,7 @@ clsComm::clsComm(HttpTransportOptions options, QObject* parent)
 
 QByteArray clsComm::field(const QString& name, const QString& value)
 {
-    return toWindows1252(name) + toWindows1252(value) + '\t';
+    return toWindows1252(name) + toWindows1252(wireText(value)) + '\t';
 }
 
 void clsComm::raiseProgress(qint16 percent)

@@ -40,7 +40,8 @@ public:
     void setYield(std::function<void()> yield) { m_yield = std::move(yield); }
     HttpTransport& transport() { return m_transport; }
 
-    // "Name:Value" and the TAB that ends every field.
+    // "Name:Value" and the TAB that ends every field; TABs and line breaks in the value
+    // become blanks.
     static QByteArray field(const QString& name, const QString& value);
 
 signals:

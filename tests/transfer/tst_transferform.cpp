@@ -4,15 +4,22 @@
 #include "automation/AttachmentLists.h"
 #include "automation/SharedState.h"
 #include "config/LocalSettings.h"
+#include "platform/QtUi.h"
 #include "support/DataupServer.h"
+#include "support/ScriptedHttpServer.h"
 #include "support/ScriptedUi.h"
 #include "support/TransferFormRun.h"
 #include "transfer/TransferForm.h"
 
+#include <QApplication>
 #include <QLabel>
+#include <QMessageBox>
+#include <QPointer>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 using namespace tarnaxe;
 using tarnaxe::test::ScriptedUi;
@@ -27,6 +34,7 @@ private slots:
     void downloadFailuresEndInError();
     void uploadRunsOnceAndUnloads();
     void barOnlyGrows();
+    void serverTextIsPlainText();
 
 private:
     // Shows a new form for command and waits until it has unloaded; the statuses it sent.
@@ -62,7 +70,6 @@ void TestTransferForm::unknownCommand()
     QCOMPARE(m_ui.boxes[0].text, QStringLiteral("Invalid I/O Command"));
     QCOMPARE(m_ui.boxes[0].title, QStringLiteral("Program Error"));
     QCOMPARE(m_ui.boxes[0].icon, MessageIcon::Critical);
-    QCOMPARE(m_state.request.IOCommand, QStringLiteral("ERROR"));
 }
 
 void TestTransferForm::downloadFailuresEndInError_data()
@@ -144,6 +151,55 @@ void TestTransferForm::barOnlyGrows()
     for (const char* name : {"cmdCancel", "lblCancel", "lblMessage", "Label1", "Label2", "Label3",
                              "lblInsCo", "lblPolicyNumber"})
         QVERIFY2(form.findChild<QWidget*>(QLatin1String(name)), name);
+}
+
+// What a server sends is shown as it is: a link or an image in a reply stays text in the
+// header labels and in the box that reports the failure.
+void TestTransferForm::serverTextIsPlainText()
+{
+    const QByteArray hostile = R"(<a href="http://x">click</a><img src=x>)";
+    test::ScriptedHttpServer server;
+    QVERIFY(server.listen());
+    const auto reply = [](const QByteArray& body) {
+        return test::ScriptedAnswer::reply(200, "OK", body);
+    };
+    const QByteArray failure = "Status:FAILED\tErrorMessage:" + hostile + '\t';
+    server.script({reply("Status:SUCCESS\tClaimNumber:" + hostile + "\tPolicyNumber:" + hostile +
+                         "\tCompanyName:" + hostile + '\t'),
+                   reply(failure), reply(failure)});
+    m_state.request.RemoteServer = server.hostPort();
+    QtUi ui;
+    QPointer<TransferForm> running;
+    QStringList richLabels;
+    int hostileLabels = 0;
+    const auto checkLabels = [&](QWidget* window) {
+        for (QLabel* label : window->findChildren<QLabel*>()) {
+            if (!label->text().contains(QLatin1String("<a href")))
+                continue;
+            ++hostileLabels;
+            if (label->textFormat() != Qt::PlainText)
+                richLabels << window->objectName() + QLatin1Char('/') + label->objectName();
+        }
+    };
+    // The second failure of the begin step asks whether to resume: look, then say No.
+    QTimer poll;
+    connect(&poll, &QTimer::timeout, [&] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box)
+            return;
+        poll.stop();
+        checkLabels(box);
+        if (running)
+            checkLabels(running);
+        box->button(QMessageBox::No)->click();
+    });
+    poll.start(20);
+    m_state.request.IOCommand = QStringLiteral("WRITE");
+    const auto statuses = test::runTransferForm({m_state, m_lists, m_settings, ui, {}, {}},
+                                                [&](TransferForm& form) { running = &form; });
+    QCOMPARE(statuses.value(1).value(0), QStringLiteral("ERROR"));
+    QCOMPARE(hostileLabels, 4); // the box, and claim, policy and company on the form
+    QCOMPARE(richLabels, QStringList());
 }
 
 QTEST_MAIN(TestTransferForm)

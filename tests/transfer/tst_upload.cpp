@@ -4,8 +4,8 @@
 #include "automation/AttachmentLists.h"
 #include "automation/SharedState.h"
 #include "ems/EmsReader.h"
-#include "support/DataupServer.h"
 #include "emswriter/EmsSetBuilder.h"
+#include "support/DataupServer.h"
 #include "support/FileContents.h"
 #include "support/RecordingView.h"
 #include "support/ScriptedUi.h"
@@ -44,6 +44,7 @@ private slots:
     void cancelBetweenSteps();
     void listEditedDuringTheUpload();
     void serverGoneMidUpload();
+    void valuesTheWireCannotCarry();
 
 private:
     QString writeFile(const QString& name, const QByteArray& bytes);
@@ -84,7 +85,8 @@ void TestUpload::init()
     m_view = RecordingView();
     m_http = std::make_unique<clsComm>();
     m_http->ServerName = m_server->hostPort();
-    m_upload = std::make_unique<UploadTransaction>(m_state, m_lists, m_ui, m_view, *m_http);
+    m_upload = std::make_unique<UploadTransaction>(m_state.request, m_state, m_lists, m_ui, m_view,
+                                                   *m_http);
 }
 
 void TestUpload::cleanup()
@@ -197,7 +199,9 @@ void TestUpload::oneTransactionHoldsEverything()
 
     // The estimate: preparse fields, and each member under its upload name.
     const QJsonObject ems = fieldsOf(4);
-    QCOMPARE(ems.value(QLatin1String("PreparseClaimNumber")).toString(), estimate.claimNumber);
+    // The preparse values: the claim number right-trimmed (the list shows it as stored).
+    QCOMPARE(ems.value(QLatin1String("PreparseClaimNumber")).toString(),
+             QStringLiteral("12-345678-90"));
     QCOMPARE(ems.value(QLatin1String("EMSEstimatingPlatformCode")).toString(),
              estimate.platformCode);
     const QJsonArray emsFiles = inserts[4].toObject().value(QLatin1String("files")).toArray();
@@ -390,6 +394,32 @@ void TestUpload::serverGoneMidUpload()
     QVERIFY2(text.contains(QStringLiteral("Action: Uploading File Attachment\r\nError: ")),
              qPrintable(text));
     QVERIFY2(text.contains(QStringLiteral("Connection refused")), qPrintable(text));
+}
+
+// Fields are ended by a TAB: a TAB or line break in a file name or caption becomes a blank,
+// and a request whose identifiers hold one is refused before anything is sent.
+void TestUpload::valuesTheWireCannotCarry()
+{
+    m_lists.appendFile(writeFile(QStringLiteral("tab\there.txt"), "text"));
+    m_lists.setCaptionOf(QStringLiteral("Files"), 1, QStringLiteral("two\r\nlines"));
+    QVERIFY(run());
+    const QJsonObject fields = onlyTransaction()
+                                   .value(QLatin1String("attachments"))
+                                   .toArray()[0]
+                                   .toObject()
+                                   .value(QLatin1String("fieldMap"))
+                                   .toObject();
+    QCOMPARE(fields.value(QLatin1String("FileName")).toString(), QStringLiteral("tab here.txt"));
+    QCOMPARE(fields.value(QLatin1String("Description")).toString(), QStringLiteral("two  lines"));
+    QCOMPARE(fields.value(QLatin1String("FileSize")).toString(), QStringLiteral("4"));
+
+    TransferRequest request = m_state.request;
+    request.WorkerGUID = QStringLiteral("{W-1}\t");
+    UploadTransaction refused(request, m_state, m_lists, m_ui, m_view, *m_http);
+    QVERIFY(!refused.UploadAttachments());
+    QCOMPARE(m_ui.lastText(), QStringLiteral("The request cannot be sent: WorkerGUID holds a tab "
+                                             "or a line break."));
+    QCOMPARE(m_server->transactions().size(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestUpload)
