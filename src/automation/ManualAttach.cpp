@@ -8,6 +8,7 @@
 #include "platform/Ui.h"
 #include "platform/Variant.h"
 
+#include <QDir>
 #include <QFileInfo>
 
 namespace tarnaxe {
@@ -83,11 +84,18 @@ void attachFilesByHand(AgentContext& context)
         FileDialogRequest request;
         request.title = QStringLiteral("Select File(s) to Attach");
         request.filter = QStringLiteral("All Files (*.*)|*.*");
+        // Where the user was last in this session, else the home folder: never the agent's
+        // own working folder.
+        QString& lastFolder = context.state.AttachFolder;
+        request.folder = lastFolder.isEmpty() ? QDir::homePath() : lastFolder;
         const std::optional<QString> chosen = context.ui.openFile(request);
         if (!chosen)
             throw AttachError(kCancelSelected);
+        const QStringList paths = parseChosenFiles(*chosen);
+        if (!paths.isEmpty())
+            lastFolder = QFileInfo(paths.first()).absolutePath();
         int attached = 0;
-        for (const QString& path : parseChosenFiles(*chosen)) {
+        for (const QString& path : paths) {
             if (attachOne(context, path, limit))
                 ++attached;
         }

@@ -39,6 +39,8 @@ struct SharedState {
     QString AutoClaim;
     QString AutoVIN;
 
+    QString AttachFolder; // where SelectFile's dialog opens: the folder chosen last
+
     TransferRequest request;
     // Which delivery slots an assignment goes to: "Y" or "N" per slot; empty for none.
     QString FormatSelection;

@@ -91,11 +91,17 @@ QByteArray HttpRequestHead::header(QByteArrayView name) const
 
 bool HttpRequestHead::hasHeader(QByteArrayView name) const
 {
+    return headerCount(name) > 0;
+}
+
+int HttpRequestHead::headerCount(QByteArrayView name) const
+{
+    int count = 0;
     for (const auto& entry : headers) {
         if (entry.first.compare(name, Qt::CaseInsensitive) == 0)
-            return true;
+            ++count;
     }
-    return false;
+    return count;
 }
 
 QByteArray HttpRequestHead::path() const
@@ -215,6 +221,15 @@ HttpDecision decideRequest(const HttpRequestHead& head, const QStringList& allow
         decision.response = refusalResponse(status, reason);
         return decision;
     };
+
+    // Whichever of two such headers another reader (a proxy, the WebSocket code) takes, it
+    // must be the one checked here: a request with two is refused.
+    for (const char* name : {"Host", "Origin"}) {
+        if (head.headerCount(name) > 1)
+            return refuse(
+                400,
+                QStringLiteral("Bad request: more than one %1 header").arg(QLatin1String(name)));
+    }
 
     // Checked for every request, not only upgrades: a page on a rebound DNS name would
     // otherwise be same-origin with the agent.

@@ -23,6 +23,7 @@ struct HttpRequestHead {
     // The first header of that name, matched without regard to case; empty when absent.
     QByteArray header(QByteArrayView name) const;
     bool hasHeader(QByteArrayView name) const;
+    int headerCount(QByteArrayView name) const;
     QByteArray path() const;
 };
 

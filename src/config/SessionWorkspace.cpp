@@ -120,7 +120,8 @@ void cleanUpEms(const QString& sDate, const LocalSettings& settings,
         const QString folder = settings.EMSExportPath[n].trimmed();
         if (folder.isEmpty() || !folderExists(folder))
             continue;
-        QDirIterator it(folder, QDir::Files | QDir::Hidden | QDir::System);
+        // Plain files only: hidden and system files belong to the estimating programs.
+        QDirIterator it(folder, QDir::Files);
         while (it.hasNext()) {
             it.next();
             if (it.fileInfo().lastModified() < cutOff && !QFile::remove(it.filePath()))

@@ -178,7 +178,7 @@ bool AssignmentDelivery::writeNamedSet(const QString& title, const QString& fold
         return false;
     }
     QString basename;
-    if (!m_source.readBasename(message, basename) || basename.isEmpty())
+    if (!m_source.readBasename(message, basename))
         return false;
     const QString base = trimBlanks(basename);
     const QString problem = baseNameProblem(base);

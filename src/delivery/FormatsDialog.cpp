@@ -1,10 +1,12 @@
 #include "delivery/FormatsDialog.h"
 
 #include "config/LocalSettings.h"
+#include "platform/Ui.h"
 
 #include <QCheckBox>
 #include <QFontMetrics>
 #include <QPushButton>
+#include <QTimer>
 
 namespace tarnaxe {
 
@@ -79,9 +81,12 @@ void FormatsDialog::cmdCancel_Click()
     reject();
 }
 
-bool FormatsDialog::choose(const LocalSettings& settings, QString& selection, QWidget* owner)
+bool FormatsDialog::choose(const LocalSettings& settings, QString& selection, QWidget* owner,
+                           Ui& ui)
 {
     FormatsDialog dialog(settings, selection, owner);
+    // Raised once it is on screen, as every window of the agent is.
+    QTimer::singleShot(0, &dialog, [&dialog, &ui] { ui.bringToFront(&dialog); });
     // Closing the window with its title bar or Escape is a Cancel.
     if (dialog.exec() != QDialog::Accepted && !dialog.m_result)
         selection.clear();

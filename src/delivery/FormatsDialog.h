@@ -12,6 +12,7 @@ class QPushButton;
 namespace tarnaxe {
 
 class LocalSettings;
+class Ui;
 
 class FormatsDialog : public QDialog {
     Q_OBJECT
@@ -24,8 +25,9 @@ public:
     bool resultFlag() const { return m_result; }
     const QList<QCheckBox*>& boxes() const { return m_boxes; }
 
-    // Shows the dialog modally over owner and answers its result flag.
-    static bool choose(const LocalSettings& settings, QString& selection, QWidget* owner);
+    // Shows the dialog modally over owner, in front of the browser, and answers its result
+    // flag.
+    static bool choose(const LocalSettings& settings, QString& selection, QWidget* owner, Ui& ui);
 
 private:
     void toggled(QCheckBox* box, bool checked);

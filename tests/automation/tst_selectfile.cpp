@@ -6,6 +6,8 @@
 #include "support/Fakes.h"
 #include "support/TestAgent.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QTest>
 
 using namespace tarnaxe;
@@ -30,6 +32,12 @@ private slots:
         QCOMPARE(agent.ui.lastText(), QStringLiteral("1 files attached."));
         QCOMPARE(agent.ui.boxes.last().title, QStringLiteral("Files Attached"));
         QCOMPARE(agent.ui.boxes.last().icon, MessageIcon::Information);
+
+        // The dialog opens in the home folder, later where the user chose last, never in
+        // the agent's working folder.
+        QVERIFY(io.SelectFile());
+        QCOMPARE(agent.ui.fileDialogs[0].folder, QDir::homePath());
+        QCOMPARE(agent.ui.fileDialogs[1].folder, QFileInfo(file).absolutePath());
     }
 
     void cancelIsAnAttachmentError()

@@ -40,7 +40,8 @@ private slots:
     void otherPathsAreNotFound();
     void handshakeIsRefusedWithReason_data();
     void handshakeIsRefusedWithReason();
-    void upgradeWithoutKeyIsRefused();
+    void malformedHandshakeIsRefused_data();
+    void malformedHandshakeIsRefused();
     void handshakeIsAccepted_data();
     void handshakeIsAccepted();
     void requestHeadArrivingInPiecesIsAwaited();
@@ -205,16 +206,33 @@ void TestBridgeHttp::handshakeIsRefusedWithReason()
     QCOMPARE(m_bridge->connectionCount(), 0);
 }
 
-void TestBridgeHttp::upgradeWithoutKeyIsRefused()
+void TestBridgeHttp::malformedHandshakeIsRefused_data()
 {
+    QTest::addColumn<QByteArray>("headers");
+    QTest::addColumn<QByteArray>("reason");
+    const QByteArray host = "Host: 127.0.0.1:PORT\r\n";
+    const QByteArray upgrade =
+        "Upgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: 13\r\n";
+    const QByteArray key = "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n";
+    QTest::newRow("no key") << host + upgrade << QByteArray("Sec-WebSocket-Key");
+    // Whichever header a proxy or the WebSocket code reads, it must be the one we checked.
+    QTest::newRow("a second Host") << host + "Host: evil.example\r\n" + upgrade + key
+                                   << QByteArray("more than one Host header");
+    QTest::newRow("a second Origin")
+        << host + "Origin: http://localhost\r\nOrigin: https://evil.example\r\n" + upgrade + key
+        << QByteArray("more than one Origin header");
+}
+
+void TestBridgeHttp::malformedHandshakeIsRefused()
+{
+    QFETCH(QByteArray, headers);
+    QFETCH(QByteArray, reason);
     const quint16 port = startBridge();
-    const HttpReply reply = httpExchange(
-        port, withPort("GET / HTTP/1.1\r\nHost: 127.0.0.1:PORT\r\nUpgrade: websocket\r\n"
-                       "Connection: Upgrade\r\nSec-WebSocket-Version: 13\r\n\r\n",
-                       port));
+    const HttpReply reply =
+        httpExchange(port, withPort("GET / HTTP/1.1\r\n" + headers + "\r\n", port));
     QCOMPARE(reply.status, 400);
     QVERIFY(reply.closed);
-    QVERIFY2(reply.body.contains("Sec-WebSocket-Key"), reply.body.constData());
+    QVERIFY2(reply.body.contains(reason), reply.body.constData());
     QCOMPARE(m_bridge.objects.size(), 0);
     // The server is not left in a state that refuses the next, proper handshake.
     QCOMPARE(httpExchange(port, upgradeRequest(withPort("127.0.0.1:PORT", port), {})).status, 101);

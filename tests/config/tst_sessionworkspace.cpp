@@ -158,7 +158,8 @@ private slots:
             QDateTime time;
         } files[] = {{"old.env", cutOff.addSecs(-60)},
                      {"exact.env", cutOff},
-                     {"new.env", cutOff.addDays(2)}};
+                     {"new.env", cutOff.addDays(2)},
+                     {".hidden", cutOff.addDays(-1)}}; // not an export: never listed
         for (const auto& f : files) {
             QFile file(exports + QLatin1Char('/') + QLatin1String(f.name));
             QVERIFY(file.open(QIODevice::WriteOnly));
@@ -172,8 +173,8 @@ private slots:
         cleanUpEms(QStringLiteral("not a date"), settings, [&] { ++yields; });
         QCOMPARE(QDir(exports).count(), 5u);
         cleanUpEms(QStringLiteral("3/15/2007"), settings, [&] { ++yields; });
-        QCOMPARE(QDir(exports).entryList(QDir::Files, QDir::Name),
-                 (QStringList{QStringLiteral("exact.env"), QStringLiteral("new.env")}));
+        QCOMPARE(QDir(exports).entryList(QDir::Files | QDir::Hidden, QDir::Name),
+                 (QStringList{".hidden", "exact.env", "new.env"}));
         QCOMPARE(yields, 3);
     }
 

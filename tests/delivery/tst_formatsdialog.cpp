@@ -3,6 +3,7 @@
 
 #include "config/LocalSettings.h"
 #include "delivery/FormatsDialog.h"
+#include "support/ScriptedUi.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -297,8 +298,10 @@ void TestFormatsDialog::choose()
         QTest::mouseClick(dialog.findChild<QPushButton*>(QStringLiteral("cmdOK")), Qt::LeftButton);
     });
     QString chosen = QStringLiteral("YNYNN");
-    const bool answer = FormatsDialog::choose(*m_settings, chosen, nullptr);
+    test::ScriptedUi ui;
+    const bool answer = FormatsDialog::choose(*m_settings, chosen, nullptr, ui);
     QVERIFY2(!driver.failed, "the dialog was never shown modally");
+    QCOMPARE(ui.raised, QStringList{QStringLiteral("frmFormats")}); // in front of the browser
     QVERIFY2(!driver.leftOpen, "the dialog stayed open");
     QCOMPARE(answer, result);
     QCOMPARE(chosen, selection);
