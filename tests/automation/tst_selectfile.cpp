@@ -33,8 +33,7 @@ private slots:
         QCOMPARE(agent.ui.boxes.last().title, QStringLiteral("Files Attached"));
         QCOMPARE(agent.ui.boxes.last().icon, MessageIcon::Information);
 
-        // The dialog opens in the home folder, later where the user chose last, never in
-        // the agent's working folder.
+        // Opens at home, then where the user chose last; never in the agent's working folder.
         QVERIFY(io.SelectFile());
         QCOMPARE(agent.ui.fileDialogs[0].folder, QDir::homePath());
         QCOMPARE(agent.ui.fileDialogs[1].folder, QFileInfo(file).absolutePath());

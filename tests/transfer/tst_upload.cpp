@@ -199,7 +199,6 @@ void TestUpload::oneTransactionHoldsEverything()
 
     // The estimate: preparse fields, and each member under its upload name.
     const QJsonObject ems = fieldsOf(4);
-    // The preparse values: the claim number right-trimmed (the list shows it as stored).
     QCOMPARE(ems.value(QLatin1String("PreparseClaimNumber")).toString(),
              QStringLiteral("12-345678-90"));
     QCOMPARE(ems.value(QLatin1String("EMSEstimatingPlatformCode")).toString(),
@@ -403,15 +402,10 @@ void TestUpload::valuesTheWireCannotCarry()
     m_lists.appendFile(writeFile(QStringLiteral("tab\there.txt"), "text"));
     m_lists.setCaptionOf(QStringLiteral("Files"), 1, QStringLiteral("two\r\nlines"));
     QVERIFY(run());
-    const QJsonObject fields = onlyTransaction()
-                                   .value(QLatin1String("attachments"))
-                                   .toArray()[0]
-                                   .toObject()
-                                   .value(QLatin1String("fieldMap"))
-                                   .toObject();
-    QCOMPARE(fields.value(QLatin1String("FileName")).toString(), QStringLiteral("tab here.txt"));
-    QCOMPARE(fields.value(QLatin1String("Description")).toString(), QStringLiteral("two  lines"));
-    QCOMPARE(fields.value(QLatin1String("FileSize")).toString(), QStringLiteral("4"));
+    const QJsonValue fields = onlyTransaction()[QLatin1String("attachments")][0]["fieldMap"];
+    QCOMPARE(fields[QLatin1String("FileName")].toString(), QStringLiteral("tab here.txt"));
+    QCOMPARE(fields[QLatin1String("Description")].toString(), QStringLiteral("two  lines"));
+    QCOMPARE(fields[QLatin1String("FileSize")].toString(), QStringLiteral("4"));
 
     TransferRequest request = m_state.request;
     request.WorkerGUID = QStringLiteral("{W-1}\t");
