@@ -349,14 +349,8 @@ bool ProfileFile::contains(const QString& section, const QString& key) const
 
 bool ProfileFile::write(const QString& section, const QString& key, const QString& value)
 {
-    QByteArray bytes;
-    if (loadFile(m_path, bytes) == Load::Failed)
-        return false;
-    if (!writeValue(bytes, section, key, value)) {
-        qCWarning(lcPlatform) << "refused to write" << section << key << "to" << m_path;
-        return false;
-    }
-    return saveFile(m_path, bytes);
+    ProfileSnapshot profile(m_path);
+    return profile.write(section, key, value) && profile.save();
 }
 
 bool ProfileFile::remove(const QString& section, const QString& key)
