@@ -99,7 +99,8 @@ describe("the sample claims page", () => {
     await page.goto(`${server.url}/portal/?agentPort=${agent.port}`);
 
     await page.locator("#agent-state", { hasText: "Connected." }).waitFor();
-    assert.match(await page.locator("#claim").innerText(), /CLM-24-000417/);
+    // The page fetches the assignment after it loads: wait for it rather than read at once.
+    await page.locator("#claim", { hasText: /CLM-24-000417/ }).waitFor();
     assert.equal(await page.locator("#agent-pid").innerText(), String(agent.pid));
     assert.match(await page.locator("#agent-version").innerText(), /^\d+\.\d+\.\d+$/);
 
@@ -136,7 +137,8 @@ describe("the sample claims page", () => {
   it("names the refused origin when the page comes from a site the agent does not serve", async () => {
     const page = await browser.newPage();
     await page.goto(`http://portal.example:${server.port}/portal/?agentPort=${agent.port}`);
-    assert.match(await page.locator("#claim").innerText(), /CLM-24-000417/);
+    // The page fetches the assignment after it loads: wait for it rather than read at once.
+    await page.locator("#claim", { hasText: /CLM-24-000417/ }).waitFor();
     // Not on this computer's own address: the page waits for a click, as a public page must.
     assert.equal(await page.locator("#agent-state").innerText(), "Not connected.");
     await page.click("#connect");
