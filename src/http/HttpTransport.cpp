@@ -1,8 +1,8 @@
 #include "http/HttpTransport.h"
 
 #include "http/HttpConnection.h"
-#include "platform/Logging.h"
 #include "http/PrefixedFileDevice.h"
+#include "platform/Logging.h"
 
 #include <QElapsedTimer>
 
@@ -186,7 +186,7 @@ HttpPostResult HttpTransport::post(const QUrl& url, const QByteArray& text, cons
     m_busy = false;
     result = postResult(exchange, filePath);
     qCDebug(lcHttp) << "POST" << url.toString() << "->" << result.error << result.body.size()
-                        << "bytes in" << elapsed.elapsed() << "ms";
+                    << "bytes in" << elapsed.elapsed() << "ms";
     return result;
 }
 

@@ -1,9 +1,9 @@
 // Estimates through the real agent: a page attaches an EMS set by its envelope and reads
 // its facts back.
 
+#include "emswriter/EmsSetBuilder.h"
 #include "support/AgentProcess.h"
 #include "support/BridgeClient.h"
-#include "emswriter/EmsSetBuilder.h"
 
 #include <QDir>
 #include <QJsonArray>

@@ -2,8 +2,8 @@
 // the six tables of a set and a memo file, see tests/fuzz/EmsSetExercise.h) through
 // every operation of the reader, under AddressSanitizer and UBSan in the test build.
 
-#include "fuzz/EmsSetExercise.h"
 #include "emswriter/EmsSetBuilder.h"
+#include "fuzz/EmsSetExercise.h"
 #include "support/TableFolder.h"
 
 #include <QDirIterator>

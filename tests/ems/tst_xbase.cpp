@@ -14,9 +14,9 @@
 #include <unistd.h>
 
 using namespace tarnaxe;
-using tarnaxe::test::dateOf;
 using tarnaxe::emswriter::DbfField;
 using tarnaxe::emswriter::DbfWriter;
+using tarnaxe::test::dateOf;
 using tarnaxe::test::describeVariant;
 
 Q_DECLARE_METATYPE(tarnaxe::Variant)
