@@ -1,6 +1,7 @@
 #include "Agent.h"
 
 #include "automation/IO.h"
+#include "photos/ImagePickerForm.h"
 #include "platform/Logging.h"
 #include "transfer/TransferForm.h"
 #include "transfer/TransferOptions.h"
@@ -10,15 +11,16 @@
 namespace tarnaxe {
 
 Agent::Agent(const QString& settingsFile)
-    : m_settings(settingsFile), m_forms(m_ui), m_context{m_settings,
-                                                         m_state,
-                                                         m_lists,
-                                                         m_ui,
-                                                         m_forms,
-                                                         Services{nullptr, nullptr, &m_estimates},
-                                                         [] {
-                                                             QCoreApplication::processEvents();
-                                                         }}
+    : m_settings(settingsFile), m_forms(m_ui),
+      m_photos(m_state, m_lists), m_context{m_settings,
+                                            m_state,
+                                            m_lists,
+                                            m_ui,
+                                            m_forms,
+                                            Services{&m_photos, nullptr, &m_estimates},
+                                            [] {
+                                                QCoreApplication::processEvents();
+                                            }}
 {
     m_forms.registerFactory(QStringLiteral("frmIO"), [this]() -> QObject* {
         // Read afresh for every transfer, as the other settings are.
@@ -27,6 +29,9 @@ Agent::Agent(const QString& settingsFile)
             qCWarning(lcTransfer) << options.error;
         return new TransferForm(
             {m_state, m_lists, m_settings, m_ui, options.http, m_context.yieldToUi});
+    });
+    m_forms.registerFactory(QStringLiteral("frmImagePicker"), [this]() -> QObject* {
+        return new ImagePickerForm({m_settings, m_state, m_photos, m_ui, m_context.yieldToUi});
     });
 }
 

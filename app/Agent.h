@@ -9,6 +9,7 @@
 #include "automation/SharedState.h"
 #include "config/LocalSettings.h"
 #include "ems/EmsReader.h"
+#include "photos/SessionPhotos.h"
 #include "platform/QtUi.h"
 
 #include <memory>
@@ -31,6 +32,7 @@ private:
     QtUi m_ui;
     FormRegistry m_forms;
     EmsReader m_estimates;
+    SessionPhotos m_photos;
     AgentContext m_context;
 };
 

@@ -34,8 +34,12 @@ bool attachOne(AgentContext& context, const QString& path, qint64 limit)
     if (kind == QLatin1String("JPG")) {
         if (!context.services.photos)
             throw AutomationError::actionNotSupported();
-        context.services.photos->addPhoto(path, QString());
-        return true;
+        const QString problem = context.services.photos->addPhotos({{path, QString()}}).value(0);
+        if (problem.isEmpty())
+            return true;
+        context.ui.message(problem, QStringLiteral("Cannot Attach Photo"),
+                           MessageIcon::Exclamation);
+        return false;
     }
     if (kind == QLatin1String("PDF")) {
         if (!context.services.printCapture)

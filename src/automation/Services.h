@@ -8,16 +8,24 @@
 #include "platform/Variant.h"
 
 #include <QDate>
+#include <QList>
 #include <QString>
+#include <QStringList>
 
 namespace tarnaxe {
+
+struct PhotoToAdd {
+    QString path;
+    QString caption;
+};
 
 class PhotoIntake {
 public:
     virtual ~PhotoIntake() = default;
-    // Copies a photo into the session folder (reduced when too wide) and appends it to
-    // "Photos"; true when appended.
-    virtual bool addPhoto(const QString& path, const QString& caption) = 0;
+    // Copies each photo into the session folder (reduced when too wide) and appends the
+    // copies to "Photos" in the order given. Answers one text per photo: empty when it was
+    // attached, otherwise a message that names the file and says why it was not.
+    virtual QStringList addPhotos(const QList<PhotoToAdd>& photos) = 0;
 };
 
 class PrintCapture {

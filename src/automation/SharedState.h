@@ -35,6 +35,7 @@ struct SharedState {
 
     QString PhotoSelectMode; // "0" all photos, "2" by VIN
     QString PhotoVINMatch;
+    qint32 PhotoCounter = 1; // the number of the next "Img<n>.jpg" in the session folder
     bool AutoSelectMode = false;
     QString AutoClaim;
     QString AutoVIN;

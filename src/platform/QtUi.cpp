@@ -136,6 +136,17 @@ std::optional<QString> QtUi::openFile(const FileDialogRequest& request)
     return answer.join(QChar(0));
 }
 
+std::optional<QString> QtUi::chooseFolder(const QString& title, const QString& folder)
+{
+    QFileDialog dialog(nullptr, title, folder);
+    dialog.setFileMode(QFileDialog::Directory);
+    dialog.setOption(QFileDialog::ShowDirsOnly);
+    QTimer::singleShot(0, &dialog, [&dialog] { bringWidgetToFront(&dialog); });
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+        return std::nullopt;
+    return dialog.selectedFiles().first();
+}
+
 void QtUi::beep()
 {
     QApplication::beep();

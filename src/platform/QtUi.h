@@ -16,6 +16,7 @@ class QtUi : public Ui {
 public:
     MessageAnswer messageBox(const MessageBoxRequest& request) override;
     std::optional<QString> openFile(const FileDialogRequest& request) override;
+    std::optional<QString> chooseFolder(const QString& title, const QString& folder) override;
     void beep() override;
     void showWindow(QObject* window) override;
     void bringToFront(QObject* window) override;

@@ -1,5 +1,6 @@
 #pragma once
-// Everything that logic asks of the window system: message boxes, the file-open dialog,
+// Everything that logic asks of the window system: message boxes, the file and folder
+// dialogs,
 // a beep, and showing, raising and closing the agent's own windows. The widget build
 // implements it with Qt (QtUi); tests use a scripted implementation.
 
@@ -37,6 +38,8 @@ public:
     // The chosen file's path, or the folder and names separated by NUL characters when
     // several were chosen; nothing when the user cancelled.
     virtual std::optional<QString> openFile(const FileDialogRequest& request) = 0;
+    // A folder chosen by the user, the dialog opening at folder; nothing when cancelled.
+    virtual std::optional<QString> chooseFolder(const QString& title, const QString& folder) = 0;
     virtual void beep() = 0;
 
     // The agent's windows are QObjects (widgets in the real build), found by objectName.

@@ -35,10 +35,14 @@ bool FakePrintCapture::acceptDocument(const QString& path, const QString& captio
     return accept;
 }
 
-bool FakePhotoIntake::addPhoto(const QString& path, const QString&)
+QStringList FakePhotoIntake::addPhotos(const QList<PhotoToAdd>& photos)
 {
-    added.append(path);
-    return true;
+    QStringList problems;
+    for (const PhotoToAdd& photo : photos) {
+        added.append(photo.path);
+        problems.append(QString());
+    }
+    return problems;
 }
 
 } // namespace tarnaxe::test

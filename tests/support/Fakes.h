@@ -49,7 +49,7 @@ public:
 
 class FakePhotoIntake : public PhotoIntake {
 public:
-    bool addPhoto(const QString& path, const QString& caption) override;
+    QStringList addPhotos(const QList<PhotoToAdd>& photos) override;
     QStringList added;
 };
 

@@ -30,6 +30,14 @@ std::optional<QString> ScriptedUi::openFile(const FileDialogRequest& request)
     return fileAnswers.dequeue();
 }
 
+std::optional<QString> ScriptedUi::chooseFolder(const QString& title, const QString& folder)
+{
+    folderDialogs.append(title + QLatin1Char('|') + folder);
+    if (folderAnswers.isEmpty())
+        return std::nullopt;
+    return folderAnswers.dequeue();
+}
+
 void ScriptedUi::showWindow(QObject* window)
 {
     shown.append(window->objectName());
