@@ -35,16 +35,23 @@ SessionPhotos::SessionPhotos(SharedState& state, AttachmentLists& lists)
     QImageReader::setAllocationLimit(kDecodeMegabytes);
 }
 
-QString SessionPhotos::reserveDestination()
+QString SessionPhotos::appendReduced(const QString& reduced, const QString& caption)
 {
-    for (;;) {
-        const QString name = QStringLiteral("Img%1.jpg").arg(m_state.PhotoCounter);
-        ++m_state.PhotoCounter;
-        const QString path = joinPath(m_state.SessionPath, name);
+    QString destination;
+    do {
+        destination =
+            joinPath(m_state.SessionPath, QStringLiteral("Img%1.jpg").arg(m_state.PhotoCounter++));
         // Another agent started at the same moment may share the session folder.
-        if (!QFileInfo::exists(path))
-            return path;
+    } while (QFileInfo::exists(destination));
+    if (!QFile::rename(reduced, destination))
+        return QStringLiteral("its copy cannot be written in the session folder");
+    try {
+        m_lists.appendPhoto(destination, caption);
+    } catch (const AutomationError&) {
+        QFile::remove(destination);
+        return QStringLiteral("the list of photos is full");
     }
+    return {};
 }
 
 QStringList SessionPhotos::addPhotos(const QList<PhotoToAdd>& photos)
@@ -57,26 +64,25 @@ QStringList SessionPhotos::addPhotos(const QList<PhotoToAdd>& photos)
                                            "has not called Init)")));
         return problems;
     }
+    // Reduced under names of their own, then numbered in the order given as each is
+    // appended, so that a photo that fails leaves no gap in the numbers.
     QList<ShrinkJob> jobs;
     for (const PhotoToAdd& photo : photos)
-        jobs.append({photo.path, reserveDestination()});
+        jobs.append({photo.path, joinPath(m_state.SessionPath,
+                                          QStringLiteral(".adding-%1.jpg").arg(++m_adding))});
     const QFuture<QString> done = QtConcurrent::mapped(jobs, [](const ShrinkJob& job) {
         return ShrinkImage(job.source, job.destination, kPhotoWidthLimit);
     });
     waitResponsive(done);
     const QList<QString> outcomes = done.results();
     for (qsizetype i = 0; i < photos.size(); ++i) {
-        const QString& outcome = outcomes.value(i);
+        QString outcome = outcomes.value(i);
+        if (outcome.isEmpty())
+            outcome = appendReduced(jobs[i].destination, photos[i].caption);
         if (outcome.isEmpty()) {
-            try {
-                m_lists.appendPhoto(jobs[i].destination, photos[i].caption);
-                problems.append(QString());
-            } catch (const AutomationError&) {
-                QFile::remove(jobs[i].destination);
-                problems.append(
-                    photoNotAttached(photos[i].path, QStringLiteral("the list of photos is full")));
-            }
+            problems.append(QString());
         } else {
+            QFile::remove(jobs[i].destination);
             qCWarning(lcPhotos) << photos[i].path << "not attached:" << outcome;
             problems.append(photoNotAttached(photos[i].path, outcome));
         }

@@ -18,12 +18,13 @@ public:
     QStringList addPhotos(const QList<PhotoToAdd>& photos) override;
 
 private:
-    // The next "Img<n>.jpg" of the session folder that does not exist yet; the counter
-    // moves past it.
-    QString reserveDestination();
+    // Names a reduced copy "Img<n>.jpg" with the next free number and appends it; why
+    // not, or an empty text.
+    QString appendReduced(const QString& reduced, const QString& caption);
 
     SharedState& m_state;
     AttachmentLists& m_lists;
+    int m_adding = 0;
 };
 
 } // namespace tarnaxe

@@ -1,0 +1,84 @@
+#include "support/TestPhotos.h"
+
+#include <QBuffer>
+#include <QFile>
+#include <QImage>
+#include <QImageWriter>
+#include <QPainter>
+#include <QRandomGenerator>
+#include <QtEndian>
+
+namespace tarnaxe::test {
+
+namespace {
+
+QImage randomImage(QSize size, QRandomGenerator& random)
+{
+    QImage image(size, QImage::Format_RGB32);
+    for (int y = 0; y < size.height(); ++y) {
+        auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
+        for (int x = 0; x < size.width(); ++x)
+            line[x] = random.generate() | 0xFF000000u;
+    }
+    return image;
+}
+
+// Noise at five scales, each smoothed up to full size and laid over the coarser ones.
+QImage texture(QSize size, quint32 seed)
+{
+    QRandomGenerator random(seed);
+    QImage image(size, QImage::Format_RGB32);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    double opacity = 1.0;
+    for (int divisor : {256, 64, 16, 4, 1}) {
+        const QSize coarse(std::max(2, size.width() / divisor),
+                           std::max(2, size.height() / divisor));
+        painter.setOpacity(opacity);
+        painter.drawImage(QRect(QPoint(0, 0), size), randomImage(coarse, random));
+        opacity *= 0.45;
+    }
+    painter.setOpacity(1.0);
+    painter.fillRect(0, 0, std::max(1, size.width() / 4), std::max(1, size.height() / 4), Qt::red);
+    return image;
+}
+
+// An APP1 segment holding only the orientation tag, big-endian TIFF.
+QByteArray exifOrientation(int orientation)
+{
+    QByteArray tiff("MM\0\x2A\0\0\0\x08", 8);
+    tiff.append("\0\x01", 2);         // one entry
+    tiff.append("\x01\x12\0\x03", 4); // tag 0x0112, SHORT
+    tiff.append("\0\0\0\x01", 4);     // count 1
+    tiff.append(char(0)).append(char(orientation)).append(2, '\0');
+    tiff.append(4, '\0'); // no next directory
+    QByteArray payload = QByteArray("Exif\0\0", 6) + tiff;
+    QByteArray segment("\xFF\xE1", 2);
+    const quint16 length = qToBigEndian<quint16>(quint16(payload.size() + 2));
+    segment.append(reinterpret_cast<const char*>(&length), 2);
+    return segment + payload;
+}
+
+} // namespace
+
+QByteArray photoJpeg(QSize size, int orientation, quint32 seed, int quality)
+{
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, "jpeg");
+    writer.setQuality(quality);
+    writer.write(texture(size, seed));
+    QByteArray bytes = buffer.data();
+    if (orientation != 1)
+        bytes.insert(2, exifOrientation(orientation));
+    return bytes;
+}
+
+bool writePhoto(const QString& path, QSize size, int orientation, quint32 seed)
+{
+    QFile file(path);
+    const QByteArray bytes = photoJpeg(size, orientation, seed);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+} // namespace tarnaxe::test
