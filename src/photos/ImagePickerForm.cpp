@@ -451,9 +451,11 @@ void ImagePickerForm::closeEvent(QCloseEvent* event)
         return;
     }
     setProperty(kFormFinished, true);
-    QDialog::closeEvent(event);
+    // Not QDialog's: it would reject, which here means close again.
+    event->accept();
 }
 
+// Escape closes the picker like its window's close button.
 void ImagePickerForm::reject()
 {
     close();
