@@ -36,7 +36,7 @@ QImage texture(QSize size, quint32 seed)
                            std::max(2, size.height() / divisor));
         painter.setOpacity(opacity);
         painter.drawImage(QRect(QPoint(0, 0), size), randomImage(coarse, random));
-        opacity *= 0.45;
+        opacity *= 0.6;
     }
     painter.setOpacity(1.0);
     painter.fillRect(0, 0, std::max(1, size.width() / 4), std::max(1, size.height() / 4), Qt::red);
