@@ -1,6 +1,7 @@
 // Photos from the page's side, through the agent that main() runs (its real dialogs, in
 // process, answered the way a clerk would): a camera photo picked with SelectFile, then
-// the picker opened with SelectPhotos over a folder of ten, two marked and attached.
+// the picker opened with SelectPhotos over a folder of ten (a second call only brings it
+// to the front), two marked with the mouse, paged, and attached.
 
 #include "Agent.h"
 #include "bridge/HostBridge.h"
@@ -14,9 +15,11 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QImageReader>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTest>
 #include <QTimer>
 
@@ -30,13 +33,14 @@ QJsonValue resultOf(const QJsonObject& answer)
     return answer.value(QLatin1String("result"));
 }
 
-ImagePickerForm* openPicker()
+QList<ImagePickerForm*> openPickers()
 {
+    QList<ImagePickerForm*> pickers;
     for (QWidget* widget : QApplication::topLevelWidgets()) {
         if (auto* picker = qobject_cast<ImagePickerForm*>(widget); picker && picker->isVisible())
-            return picker;
+            pickers << picker;
     }
-    return nullptr;
+    return pickers;
 }
 
 } // namespace
@@ -99,19 +103,26 @@ private slots:
         QCOMPARE(resultOf(page.call(QStringLiteral("GetFormStatus"), QStringLiteral("method"),
                                     {"IMAGEPICKER"})),
                  QJsonValue(QStringLiteral("LOADED")));
-        ImagePickerForm* picker = openPicker();
-        QVERIFY(picker);
-        QCOMPARE(picker->PhotoCount(), 10);
+        QCOMPARE(resultOf(page.call(QStringLiteral("SelectPhotos"))), QJsonValue(QString()));
+        QCOMPARE(openPickers().size(), 1);
+        ImagePickerForm* picker = openPickers().first();
+        QCOMPARE(picker->findChild<QLabel*>(QStringLiteral("lblStatus"))->text(),
+                 QStringLiteral("Displaying: 1-8 of 10 images"));
         for (int i = 0; i < ImagePickerForm::kCells; ++i)
             QTRY_VERIFY(!picker->cell(i)->picture().isNull());
-        const QString shots = QDir::currentPath() + QStringLiteral("/test-output/photos");
-        QDir().mkpath(shots);
         QTest::mouseClick(picker->cell(1), Qt::LeftButton);
         QTest::mouseClick(picker->cell(6), Qt::LeftButton);
+        const auto borders = picker->findChildren<QWidget*>(QStringLiteral("RedBorder"));
+        QVERIFY(borders[1]->isVisible() && borders[6]->isVisible() && !borders[0]->isVisible());
+        const QString shots = QDir::currentPath() + QStringLiteral("/test-output/photos");
+        QDir().mkpath(shots);
         QVERIFY(picker->grab().save(shots + QStringLiteral("/picker.png")));
+        picker->findChild<QScrollBar*>(QStringLiteral("VScroll1"))->setValue(2);
+        QCOMPARE(picker->findChild<QLabel*>(QStringLiteral("lblStatus"))->text(),
+                 QStringLiteral("Displaying: 5-10 of 10 images"));
         QTest::mouseClick(picker->findChild<QPushButton*>(QStringLiteral("Command1")),
                           Qt::LeftButton);
-        QTRY_VERIFY(!openPicker());
+        QTRY_VERIFY(openPickers().isEmpty());
         QCOMPARE(
             resultOf(page.call(QStringLiteral("TheCountOf"), QStringLiteral("get"), {"Photos"})),
             QJsonValue(3));

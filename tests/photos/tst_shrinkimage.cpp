@@ -27,12 +27,6 @@ QSize shownSize(const QString& path)
     return reader.read().size();
 }
 
-QByteArray bytesOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 bool isRed(QRgb pixel)
 {
     return qRed(pixel) > 200 && qGreen(pixel) < 60 && qBlue(pixel) < 60;
@@ -66,7 +60,7 @@ private slots:
         QVERIFY(writePhoto(in, source));
         QCOMPARE(ShrinkImage(in, out, kPhotoWidthLimit), QString());
         QCOMPARE(shownSize(out), result);
-        QCOMPARE(bytesOf(out) == bytesOf(in), copied);
+        QCOMPARE(fileContents(out) == fileContents(in), copied);
         QCOMPARE(QDir(m_dir.path()).entryList(QDir::Files).size(), 2); // no leftovers
     }
 
@@ -89,7 +83,7 @@ private slots:
         // Shown 480 wide: within the limit, so copied as it is, tag and all.
         QVERIFY(writePhoto(in, QSize(640, 480), 6));
         QCOMPARE(ShrinkImage(in, out, kPhotoWidthLimit), QString());
-        QCOMPARE(bytesOf(out), bytesOf(in));
+        QCOMPARE(fileContents(out), fileContents(in));
     }
 
     // Bad files among good ones: each bad one is named in its own message and the good

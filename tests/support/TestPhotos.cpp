@@ -6,7 +6,6 @@
 #include <QImageWriter>
 #include <QPainter>
 #include <QRandomGenerator>
-#include <QtEndian>
 
 namespace tarnaxe::test {
 
@@ -43,20 +42,17 @@ QImage texture(QSize size, quint32 seed)
     return image;
 }
 
-// An APP1 segment holding only the orientation tag, big-endian TIFF.
+// An APP1 segment holding only the orientation tag: "Exif", a little-endian TIFF header,
+// one directory with one SHORT entry (tag 0x0112) whose value is at byte 28.
 QByteArray exifOrientation(int orientation)
 {
-    QByteArray tiff("MM\0\x2A\0\0\0\x08", 8);
-    tiff.append("\0\x01", 2);         // one entry
-    tiff.append("\x01\x12\0\x03", 4); // tag 0x0112, SHORT
-    tiff.append("\0\0\0\x01", 4);     // count 1
-    tiff.append(char(0)).append(char(orientation)).append(2, '\0');
-    tiff.append(4, '\0'); // no next directory
-    QByteArray payload = QByteArray("Exif\0\0", 6) + tiff;
-    QByteArray segment("\xFF\xE1", 2);
-    const quint16 length = qToBigEndian<quint16>(quint16(payload.size() + 2));
-    segment.append(reinterpret_cast<const char*>(&length), 2);
-    return segment + payload;
+    QByteArray segment = QByteArray::fromHex("FFE10022457869660000"
+                                             "49492A0008000000"
+                                             "0100"
+                                             "120103000100000000000000"
+                                             "00000000");
+    segment[28] = char(orientation);
+    return segment;
 }
 
 } // namespace
