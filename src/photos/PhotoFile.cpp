@@ -100,6 +100,25 @@ QString photoFileProblem(const QString& path)
     return {};
 }
 
+QSize shownSize(const QImageReader& reader)
+{
+    const QSize stored = reader.size();
+    return reader.transformation().testFlag(QImageIOHandler::TransformationRotate90)
+               ? stored.transposed()
+               : stored;
+}
+
+QImage readUpright(QImageReader& reader, QSize shown, QString& problem)
+{
+    // The decoder scales the picture as stored, before turning it upright.
+    const bool turned = reader.transformation().testFlag(QImageIOHandler::TransformationRotate90);
+    reader.setScaledSize(turned ? shown.transposed() : shown);
+    QImage image = reader.read();
+    if (image.isNull())
+        problem = QStringLiteral("its picture cannot be read (%1)").arg(reader.errorString());
+    return image;
+}
+
 QString photoNotAttached(const QString& path, const QString& problem)
 {
     return QStringLiteral("The photo ") + path + QStringLiteral(" was not attached: ") + problem +

@@ -11,6 +11,15 @@
 
 namespace tarnaxe {
 
+namespace {
+
+int hourOf12(QTime time)
+{
+    return time.hour() % 12 == 0 ? 12 : time.hour() % 12;
+}
+
+} // namespace
+
 QString photoFolderFor(int method, const QString& imageDirectory, const QString& vin)
 {
     if (method != 2)
@@ -29,12 +38,11 @@ QString photoFolderFor(int method, const QString& imageDirectory, const QString&
 QString dateCaption(const QDateTime& modified)
 {
     const QTime time = modified.time();
-    const int hour12 = time.hour() % 12 == 0 ? 12 : time.hour() % 12;
     return QStringLiteral("File Date: %1/%2/%3 at %4:%5%6")
         .arg(modified.date().month())
         .arg(modified.date().day())
         .arg(modified.date().year() % 100, 2, 10, QLatin1Char('0'))
-        .arg(hour12)
+        .arg(hourOf12(time))
         .arg(time.minute(), 2, 10, QLatin1Char('0'))
         .arg(time.hour() < 12 ? QStringLiteral("am") : QStringLiteral("pm"));
 }
@@ -115,10 +123,9 @@ QString vinCaption(const QString& fileName, const QString& vin)
 QString attachTimeCaption(const QDateTime& now)
 {
     const QTime time = now.time();
-    const int hour12 = time.hour() % 12 == 0 ? 12 : time.hour() % 12;
     return now.toString(QStringLiteral("MM-dd-yyyy ")) +
            QStringLiteral("%1:%2:%3 %4")
-               .arg(hour12, 2, 10, QLatin1Char('0'))
+               .arg(hourOf12(time), 2, 10, QLatin1Char('0'))
                .arg(time.minute(), 2, 10, QLatin1Char('0'))
                .arg(time.second(), 2, 10, QLatin1Char('0'))
                .arg(time.hour() < 12 ? QLatin1Char('a') : QLatin1Char('p'));

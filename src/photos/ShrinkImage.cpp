@@ -36,34 +36,25 @@ QString copyWhole(const QString& source, const QString& destination)
     return {};
 }
 
-bool swapsAxes(QImageIOHandler::Transformations transformation)
-{
-    return transformation.testFlag(QImageIOHandler::TransformationRotate90);
-}
-
 } // namespace
 
 QString ShrinkImage(const QString& source, const QString& destination, qint32 limit)
 {
-    const QString problem = photoFileProblem(source);
-    if (!problem.isEmpty())
+    if (const QString problem = photoFileProblem(source); !problem.isEmpty())
         return problem;
 
     QImageReader reader(source, "jpeg");
     reader.setAutoTransform(true);
-    const QSize stored = reader.size();
-    const bool swapped = swapsAxes(reader.transformation());
-    const QSize shown = swapped ? stored.transposed() : stored;
+    const QSize shown = shownSize(reader);
     if (shown.width() <= limit)
         return copyWhole(source, destination);
 
     const double factor = double(limit) / shown.width();
     const QSize target(limit, std::max(1, int(std::lround(shown.height() * factor))));
-    // The decoder scales the picture as stored, before turning it upright.
-    reader.setScaledSize(swapped ? target.transposed() : target);
-    const QImage image = reader.read();
+    QString problem;
+    const QImage image = readUpright(reader, target, problem);
     if (image.isNull())
-        return QStringLiteral("its picture cannot be read (%1)").arg(reader.errorString());
+        return problem;
 
     QSaveFile out(destination);
     if (!out.open(QIODevice::WriteOnly))

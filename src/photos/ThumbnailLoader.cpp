@@ -20,19 +20,14 @@ struct Thumbnail {
 
 Thumbnail makeThumbnail(const QString& path, QSize cell)
 {
-    const QString problem = photoFileProblem(path);
-    if (!problem.isEmpty())
-        return {{}, problem};
+    Thumbnail made;
+    made.problem = photoFileProblem(path);
+    if (!made.problem.isEmpty())
+        return made;
     QImageReader reader(path, "jpeg");
     reader.setAutoTransform(true);
-    const QSize stored = reader.size();
-    const bool swapped = reader.transformation().testFlag(QImageIOHandler::TransformationRotate90);
-    const QSize fitted = fitInCell(swapped ? stored.transposed() : stored, cell);
-    reader.setScaledSize(swapped ? fitted.transposed() : fitted);
-    QImage image = reader.read();
-    if (image.isNull())
-        return {{}, QStringLiteral("its picture cannot be read (%1)").arg(reader.errorString())};
-    return {image, {}};
+    made.image = readUpright(reader, fitInCell(shownSize(reader), cell), made.problem);
+    return made;
 }
 
 } // namespace
