@@ -98,7 +98,8 @@ describe("the sample claims page", () => {
     page.on("pageerror", (error) => errors.push(error.message));
     await page.goto(`${server.url}/portal/?agentPort=${agent.port}`);
 
-    await page.locator("#agent-state", { hasText: "Connected." }).waitFor();
+    // A string would match "Not connected." too (substring, any case).
+    await page.locator("#agent-state", { hasText: /^Connected\.$/ }).waitFor();
     // The page fetches the assignment after it loads: wait for it rather than read at once.
     await page.locator("#claim", { hasText: /CLM-24-000417/ }).waitFor();
     assert.equal(await page.locator("#agent-pid").innerText(), String(agent.pid));
