@@ -1,6 +1,7 @@
 #include "Agent.h"
 
 #include "automation/IO.h"
+#include "estimates/EMSSelectForm.h"
 #include "photos/ImagePickerForm.h"
 #include "platform/Logging.h"
 #include "transfer/TransferForm.h"
@@ -32,6 +33,9 @@ Agent::Agent(const QString& settingsFile)
     });
     m_forms.registerFactory(QStringLiteral("frmImagePicker"), [this]() -> QObject* {
         return new ImagePickerForm({m_settings, m_state, m_photos, m_ui, m_context.yieldToUi});
+    });
+    m_forms.registerFactory(QStringLiteral("frmEMSSelect"), [this]() -> QObject* {
+        return new EMSSelectForm({m_settings, m_state, m_lists, m_ui});
     });
 }
 

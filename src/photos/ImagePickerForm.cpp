@@ -8,8 +8,8 @@
 #include "platform/FileNames.h"
 #include "platform/Logging.h"
 #include "platform/Ui.h"
+#include "platform/WaitCursor.h"
 
-#include <QApplication>
 #include <QButtonGroup>
 #include <QCloseEvent>
 #include <QDir>
@@ -31,14 +31,6 @@ constexpr int kLeft = 12;
 constexpr int kTop = 23;
 constexpr int kBorder = 3;
 constexpr int kMargin = 8;
-
-class WaitCursor {
-public:
-    WaitCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
-    ~WaitCursor() { QApplication::restoreOverrideCursor(); }
-    WaitCursor(const WaitCursor&) = delete;
-    WaitCursor& operator=(const WaitCursor&) = delete;
-};
 
 QRect cellBox(int slot)
 {
