@@ -122,8 +122,9 @@ EMSSelectForm::~EMSSelectForm() = default;
 
 void EMSSelectForm::RefreshEstPage(bool autoLocate)
 {
-    if (m_listing.isRunning())
+    if (m_listingPending)
         return;
+    m_listingPending = true;
     m_autoAttach->stop();
     m_autoRow = -1;
     m_model->setRows({});
@@ -139,6 +140,7 @@ void EMSSelectForm::RefreshEstPage(bool autoLocate)
 
 void EMSSelectForm::listingFinished()
 {
+    m_listingPending = false;
     EstimateListing listing = m_listing.result();
     qCDebug(lcEstimates) << listing.rows.size() << "estimates listed";
     m_model->setRows(std::move(listing.rows));

@@ -38,7 +38,8 @@ public:
 
     EstimateTableModel& model() const { return *m_model; }
     QTableView* grid() const { return m_grid; }
-    bool isListing() const { return m_listing.isRunning(); }
+    // From a refresh until its rows are in the grid.
+    bool isListing() const { return m_listingPending; }
 
     void cmdAttach_Click();
 
@@ -65,6 +66,7 @@ private:
     QPushButton* m_cancel;
     QTimer* m_autoAttach;
     QFutureWatcher<EstimateListing> m_listing;
+    bool m_listingPending = false;
     bool m_locating = false;
     int m_autoRow = -1;
 };
