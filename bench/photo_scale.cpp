@@ -12,6 +12,7 @@
 #include "photos/ImagePickerForm.h"
 #include "photos/SessionPhotos.h"
 #include "platform/ProfileFile.h"
+#include "support/ProcessMemory.h"
 #include "support/TempHome.h"
 #include "support/TestPhotos.h"
 
@@ -33,26 +34,6 @@ constexpr int kPhotos = 100;
 constexpr int kFolderPhotos = 500;
 constexpr int kDistinct = 10;
 const QSize kCameraSize(4000, 3000);
-
-qint64 statusKiB(const char* field)
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith(field))
-            return line.mid(qstrlen(field)).trimmed().split(' ').first().toLongLong();
-    }
-    return -1;
-}
-
-// Peak resident memory starts again from the current resident memory.
-void resetPeak()
-{
-    QFile refs(QStringLiteral("/proc/self/clear_refs"));
-    if (refs.open(QIODevice::WriteOnly))
-        refs.write("5");
-}
 
 // kPhotos files made of kDistinct different photos; the others are hard links, which
 // cost no disk space and read like any file.
@@ -86,13 +67,13 @@ void scaleBenchmark(const QStringList& photos, const QString& work)
     for (const QString& photo : photos)
         batch.append({photo, QString()});
 
-    const qint64 before = statusKiB("VmRSS:");
-    resetPeak();
+    const qint64 before = residentKiB();
+    resetPeakResident();
     QElapsedTimer timer;
     timer.start();
     const QStringList problems = intake.addPhotos(batch);
     const double seconds = timer.nsecsElapsed() / 1e9;
-    const qint64 peak = statusKiB("VmHWM:");
+    const qint64 peak = peakResidentKiB();
     if (lists.countOf(QStringLiteral("Photos")) != photos.size()) {
         std::printf("add-photo: only %d of %lld attached: %s\n",
                     lists.countOf(QStringLiteral("Photos")), qlonglong(photos.size()),

@@ -6,8 +6,10 @@
 #include "ems/clsXBASE.h"
 
 #include <QDirIterator>
+#include <QFile>
 #include <QLocale>
 #include <algorithm>
+#include <sys/stat.h>
 
 namespace tarnaxe {
 
@@ -46,7 +48,7 @@ bool readEnvelope(clsXBASE& table, const ListedEnvelope& listed, EstimateEntry& 
             trimTrailingBlanks(fieldText(table, QStringLiteral("TRANS_TYPE")));
         if (transType == QLatin1String("E") || transType == QLatin1String("S")) {
             entry.FilePath = listed.path;
-            entry.FileDate = listed.modified;
+            entry.FileDate = QDateTime::fromSecsSinceEpoch(listed.modified);
             entry.FileSize = listed.size;
             entry.SuppFlag = transType == QLatin1String("S");
             entry.EstType = estimateTypeOf(fieldText(table, QStringLiteral("EST_SYSTEM")));
@@ -62,10 +64,8 @@ bool readEnvelope(clsXBASE& table, const ListedEnvelope& listed, EstimateEntry& 
 
 bool olderFirst(const ListedEnvelope& a, const ListedEnvelope& b)
 {
-    const qint64 secondA = a.modified.toSecsSinceEpoch();
-    const qint64 secondB = b.modified.toSecsSinceEpoch();
-    if (secondA != secondB)
-        return secondA < secondB;
+    if (a.modified != b.modified)
+        return a.modified < b.modified;
     if (const int byText = a.path.compare(b.path, Qt::CaseInsensitive))
         return byText < 0;
     return a.path < b.path;
@@ -95,11 +95,15 @@ QList<ListedEnvelope> listEnvelopes(const QStringList& folders)
         if (path.isEmpty() || !folderExists(path))
             continue;
         // Without QDir::CaseSensitive the pattern matches ".ENV" too, as the platforms'
-        // own file systems did. Hidden files are writers' temporaries.
-        QDirIterator it(path, {QStringLiteral("*.env")}, QDir::Files | QDir::Readable);
+        // own file systems did. Hidden files are writers' temporaries. The times are taken
+        // from stat as they are: a local time for every file would cost a time zone lookup
+        // each.
+        QDirIterator it(path, {QStringLiteral("*.env")}, QDir::Files);
         while (it.hasNext()) {
-            const QFileInfo info = it.nextFileInfo();
-            envelopes.append({info.filePath(), info.lastModified(), info.size()});
+            const QString file = it.next();
+            struct stat info {};
+            if (::stat(QFile::encodeName(file).constData(), &info) == 0 && S_ISREG(info.st_mode))
+                envelopes.append({file, qint64(info.st_mtim.tv_sec), qint64(info.st_size)});
         }
     }
     std::sort(envelopes.begin(), envelopes.end(), olderFirst);

@@ -41,7 +41,7 @@ inline constexpr int kMaxListedEstimates = 120;
 
 struct ListedEnvelope {
     QString path;
-    QDateTime modified;
+    qint64 modified = 0; // seconds since 1970 (UTC)
     qint64 size = 0;
 };
 

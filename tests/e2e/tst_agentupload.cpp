@@ -15,27 +15,6 @@ using tarnaxe::emswriter::EmsStyle;
 
 namespace {
 
-// The IOStatus events, as "STATUS/message", up to the first that is not "BUSY"; empty when
-// none came in time.
-QStringList statusesUntilFinal(BridgeClient& page, int timeoutMs = 60000)
-{
-    QStringList statuses;
-    const bool finished = QTest::qWaitFor(
-        [&] {
-            while (!page.events.isEmpty()) {
-                const QJsonArray args =
-                    page.events.takeFirst().value(QLatin1String("args")).toArray();
-                if (args.size() == 2)
-                    statuses << args[0].toString() + QLatin1Char('/') + args[1].toString();
-                if (!statuses.isEmpty() && !statuses.last().startsWith(QLatin1String("BUSY")))
-                    return true;
-            }
-            return false;
-        },
-        timeoutMs);
-    return finished ? statuses : QStringList();
-}
-
 QJsonValue moveFiles(BridgeClient& page, const QString& assignment, const QString& worker,
                      const QString& server)
 {
@@ -88,9 +67,9 @@ private slots:
         QCOMPARE(moveFiles(page, QStringLiteral("{OTHER-CLAIM}"), QStringLiteral("{WORKER-2}"),
                            server.hostPort()),
                  QJsonValue(true));
-        QCOMPARE(statusesUntilFinal(page), QStringList{kComplete});
+        QCOMPARE(page.statusesUntilFinal(), QStringList{kComplete});
         moveFiles(page, assignment, worker, server.hostPort());
-        QCOMPARE(statusesUntilFinal(page, 30000), (QStringList{kBusy, kComplete}));
+        QCOMPARE(page.statusesUntilFinal(30000), (QStringList{kBusy, kComplete}));
 
         const QJsonArray transactions = server.transactions();
         QCOMPARE(transactions.size(), 2);

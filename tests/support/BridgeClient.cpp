@@ -106,4 +106,22 @@ bool BridgeClient::waitForEvent(const QString& name, int timeoutMs)
         timeoutMs);
 }
 
+QStringList BridgeClient::statusesUntilFinal(int timeoutMs)
+{
+    QStringList statuses;
+    const bool finished = spinUntil(
+        [&] {
+            while (!events.isEmpty()) {
+                const QJsonArray args = events.takeFirst().value(QLatin1String("args")).toArray();
+                if (args.size() == 2)
+                    statuses << args[0].toString() + QLatin1Char('/') + args[1].toString();
+                if (!statuses.isEmpty() && !statuses.last().startsWith(QLatin1String("BUSY")))
+                    return true;
+            }
+            return false;
+        },
+        timeoutMs);
+    return finished ? statuses : QStringList();
+}
+
 } // namespace tarnaxe::test

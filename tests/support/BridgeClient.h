@@ -30,6 +30,9 @@ public:
     // Waits for an event of this name (returns at once when one arrived already and was
     // not taken yet).
     bool waitForEvent(const QString& name, int timeoutMs);
+    // The IOStatus events taken, as "STATUS/message", up to the first that is not "BUSY";
+    // empty when none came in time.
+    QStringList statusesUntilFinal(int timeoutMs = 60000);
 
     QWebSocket& socket() { return m_socket; }
     QList<QJsonObject> events;
