@@ -48,8 +48,9 @@ public:
     }
 };
 
-const int kColumnWidths[EstimateTableModel::ColumnCount] = {28,  128, 70, 150, 110, 90,
-                                                            190, 0,   40, 120, 120, 120};
+// Wide enough together for every column on a 1366-pixel screen.
+const int kColumnWidths[EstimateTableModel::ColumnCount] = {28,  128, 70, 160, 110, 90,
+                                                            160, 0,   40, 110, 110, 110};
 
 } // namespace
 
@@ -62,7 +63,7 @@ EMSSelectForm::EMSSelectForm(EstimatePickerContext context, QWidget* parent)
 {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(QStringLiteral("EMS Estimates"));
-    resize(1000, 440);
+    resize(1170, 440);
 
     m_grid->setObjectName(QStringLiteral("grdQuotes"));
     m_grid->setAccessibleName(QStringLiteral("Estimates"));
