@@ -6,12 +6,12 @@
 // one; "Refresh List" then gives a warm one. Build in Release to measure.
 
 #include "Agent.h"
+#include "PeakMemory.h"
 #include "automation/IO.h"
 #include "emswriter/EmsSetBuilder.h"
 #include "estimates/EMSSelectForm.h"
 #include "estimates/EstimateTableModel.h"
 #include "platform/ProfileFile.h"
-#include "support/ProcessMemory.h"
 #include "support/TempHome.h"
 
 #include <QApplication>
@@ -25,6 +25,7 @@
 
 using namespace tarnaxe;
 using namespace tarnaxe::test;
+using namespace tarnaxe::bench;
 
 namespace {
 
@@ -42,13 +43,9 @@ bool writeSets(const QString& root, QStringList& folders)
     for (int i = 0; i < kSets; ++i) {
         emswriter::EmsSetBuilder set(folders[i % kFolders],
                                      QStringLiteral("E%1").arg(i, 5, 10, QLatin1Char('0')));
-        set.set("CLM_NO", QByteArray::number(100000 + i));
+        set.set("CLM_NO", QByteArray::number(100000 + i))
+            .exportedAt(start.addSecs(qint64(random.bounded(7 * 365 * 24)) * 3600));
         if (!set.write())
-            return false;
-        QFile envelope(set.envelopePath());
-        if (!envelope.open(QIODevice::ReadWrite) ||
-            !envelope.setFileTime(start.addSecs(qint64(random.bounded(7 * 365 * 24)) * 3600),
-                                  QFileDevice::FileModificationTime))
             return false;
     }
     return true;

@@ -6,13 +6,13 @@
 // to measure; vipsthumbnail comes from Debian's libvips-tools.
 
 #include "Agent.h"
+#include "PeakMemory.h"
 #include "automation/AttachmentLists.h"
 #include "automation/IO.h"
 #include "automation/SharedState.h"
 #include "photos/ImagePickerForm.h"
 #include "photos/SessionPhotos.h"
 #include "platform/ProfileFile.h"
-#include "support/ProcessMemory.h"
 #include "support/TempHome.h"
 #include "support/TestPhotos.h"
 
@@ -27,6 +27,7 @@
 
 using namespace tarnaxe;
 using namespace tarnaxe::test;
+using namespace tarnaxe::bench;
 
 namespace {
 

@@ -1,6 +1,7 @@
 // The estimate dialog from the page's side, through the agent that main() runs: the page
-// asks for the estimate of a claim and VIN, the clerk confirms the newer of two matches in
-// the real dialogs, and the estimate goes to the reference server with its facts.
+// asks for the estimate of a claim and VIN, the clerk declines and then confirms the newer of
+// two matches in the real dialogs, and the estimate goes to the reference server with its
+// facts.
 
 #include "Agent.h"
 #include "bridge/HostBridge.h"
@@ -23,23 +24,6 @@
 using namespace tarnaxe;
 using namespace tarnaxe::test;
 
-namespace {
-
-QJsonValue resultOf(const QJsonObject& answer)
-{
-    return answer.value(QLatin1String("result"));
-}
-
-int openPickers()
-{
-    int count = 0;
-    for (QWidget* widget : QApplication::topLevelWidgets())
-        count += qobject_cast<EMSSelectForm*>(widget) && widget->isVisible();
-    return count;
-}
-
-} // namespace
-
 class TestAgentEstimatePicker : public QObject {
     Q_OBJECT
 
@@ -60,10 +44,7 @@ private slots:
                 set.set("CLM_NO", "CLM-77").set("V_VIN", "1HGCM82633A004352");
             if (i % 4 == 0)
                 set.set("TRANS_TYPE", "S").set("EST_SYSTEM", "C");
-            QVERIFY(set.write());
-            QFile envelope(set.envelopePath());
-            QVERIFY(envelope.open(QIODevice::ReadWrite));
-            envelope.setFileTime(start.addSecs(i * 3600), QFileDevice::FileModificationTime);
+            QVERIFY(set.exportedAt(start.addSecs(i * 3600)).write());
             if (i == 15)
                 newerMatch = set.envelopePath();
         }
@@ -80,7 +61,11 @@ private slots:
         QVERIFY(page.open(QStringLiteral("ws://127.0.0.1:%1").arg(bridge.port())));
         page.call(QStringLiteral("Init"));
 
-        // The clerk looks at the list, then confirms the offer and the notice.
+        const auto result = [&page](const char* member, const QJsonArray& args = {}) {
+            const char* kind = qstrncmp(member, "The", 3) == 0 ? "get" : "method";
+            return page.call(QLatin1String(member), QLatin1String(kind), args)["result"];
+        };
+        // The clerk declines the first offer and confirms the second, and the notice.
         QStringList seen;
         QTimer clerk;
         connect(&clerk, &QTimer::timeout, this, [&] {
@@ -90,54 +75,54 @@ private slots:
                     QDir::currentPath() + QStringLiteral("/test-output/estimates");
                 QDir().mkpath(shots);
                 offer->parentWidget()->grab().save(shots + QStringLiteral("/ems-estimates.png"));
-                seen << offer->windowTitle()
-                     << offer->findChild<QLabel*>(QStringLiteral("lblClaimNumber"))->text()
-                     << offer->findChild<QLabel*>(QStringLiteral("lblEstDate"))->text();
+                seen << offer->windowTitle();
+                for (const char* label :
+                     {"lblInsCo", "lblClaimNumber", "lblEstDate", "lblAmount", "lblVehicle"})
+                    seen << offer->findChild<QLabel*>(QLatin1String(label))->text();
                 // Queued: the notice that follows is answered by this same timer.
-                QMetaObject::invokeMethod(offer->findChild<QPushButton*>(QStringLiteral("cmdOK")),
-                                          &QPushButton::click, Qt::QueuedConnection);
+                QMetaObject::invokeMethod(
+                    offer->findChild<QPushButton*>(seen.size() > 6 ? "cmdOK" : "cmdCancel"),
+                    &QPushButton::click, Qt::QueuedConnection);
             } else if (auto* box = qobject_cast<QMessageBox*>(modal)) {
                 seen << box->text();
                 box->button(QMessageBox::Ok)->click();
             }
         });
         clerk.start(50);
-        QCOMPARE(resultOf(page.call(QStringLiteral("AutoSelectEstimate"), QStringLiteral("method"),
-                                    {"CLM-77", "1HGCM82633A004352"})),
-                 QJsonValue(false));
-        QCOMPARE(resultOf(page.call(QStringLiteral("GetFormStatus"), QStringLiteral("method"),
-                                    {"ESTIMATEPICKER"})),
-                 QJsonValue(QStringLiteral("LOADED")));
-        page.call(QStringLiteral("SelectEstimate"));
-        QCOMPARE(openPickers(), 1);
+        const QJsonArray match{"CLM-77", "1HGCM82633A004352"};
+        QCOMPARE(result("AutoSelectEstimate", match), QJsonValue(false));
+        QCOMPARE(result("GetFormStatus", {"ESTIMATEPICKER"}), QJsonValue("LOADED"));
+        QTRY_COMPARE(seen.size(), 6);
+        QObject* picker = agent.context().forms.find(QStringLiteral("frmEMSSelect"));
+        result("SelectEstimate");
+        const QWidgetList windows = QApplication::topLevelWidgets();
+        QCOMPARE(std::count_if(windows.begin(), windows.end(),
+                               [](QWidget* w) { return qobject_cast<EMSSelectForm*>(w); }),
+                 1);
+        QCOMPARE(result("TheCountOf", {"Estimates"}), QJsonValue(0));
+        picker->findChild<QPushButton*>(QStringLiteral("cmdCancel"))->click();
+        QTRY_COMPARE(result("GetFormStatus", {"ESTIMATEPICKER"}), QJsonValue("UNLOADED"));
 
-        QTRY_COMPARE_WITH_TIMEOUT(
-            resultOf(page.call(QStringLiteral("TheCountOf"), QStringLiteral("get"), {"Estimates"})),
-            QJsonValue(1), 10000);
-        QCOMPARE(seen, (QStringList{"Attach This Estimate?", "CLM-77", "Nov 3 2026 12:00 a",
-                                    "Estimate was attached!"}));
-        QCOMPARE(resultOf(page.call(QStringLiteral("TheNameOf"), QStringLiteral("get"),
-                                    {"Estimates", 1})),
-                 QJsonValue(newerMatch));
-        QTRY_COMPARE(resultOf(page.call(QStringLiteral("GetFormStatus"), QStringLiteral("method"),
-                                        {"ESTIMATEPICKER"})),
-                     QJsonValue(QStringLiteral("UNLOADED")));
+        QCOMPARE(result("AutoSelectEstimate", match), QJsonValue(false));
+        QTRY_COMPARE(result("TheCountOf", {"Estimates"}), QJsonValue(1));
+        const QStringList offer{"Attach This Estimate?", "",         "CLM-77",
+                                "Nov 3 2026 12:00 a",    "$1234.56", "07 FORD FOCUS SE"};
+        QCOMPARE(seen, offer + offer + QStringList{"Estimate was attached!"});
+        QCOMPARE(result("TheNameOf", {"Estimates", 1}), QJsonValue(newerMatch));
+        QTRY_COMPARE(result("GetFormStatus", {"ESTIMATEPICKER"}), QJsonValue("UNLOADED"));
 
         page.events.clear();
-        page.call(QStringLiteral("MoveFilesToServer"), QStringLiteral("method"),
-                  {assignment, "{WORKER-1}", "3", server.hostPort()});
+        result("MoveFilesToServer", {assignment, "{WORKER-1}", "3", server.hostPort()});
         QCOMPARE(page.statusesUntilFinal().value(1), QStringLiteral("COMPLETE/No Errors"));
         const QJsonArray transactions = server.transactions();
         QCOMPARE(transactions.size(), 1);
-        const QJsonObject sent =
-            server.transaction(transactions[0][QLatin1String("guid")].toString());
-        QCOMPARE(sent[QLatin1String("state")].toString(), QStringLiteral("committed"));
-        const QJsonValue fields = sent[QLatin1String("attachments")][0][QLatin1String("fieldMap")];
-        QCOMPARE(fields[QLatin1String("PreparseClaimNumber")].toString(), QStringLiteral("CLM-77"));
-        QCOMPARE(fields[QLatin1String("PreparseVehicle")].toString(),
-                 QStringLiteral("07 FORD FOCUS SE"));
-        QCOMPARE(fields[QLatin1String("PreparseInsured")].toString(),
-                 QStringLiteral("SMITH, JOHN"));
+        const QJsonObject sent = server.transaction(transactions[0]["guid"].toString());
+        QCOMPARE(sent["state"].toString(), QStringLiteral("committed"));
+        const QJsonValue fields = sent["attachments"][0]["fieldMap"];
+        QCOMPARE((QStringList{fields["PreparseClaimNumber"].toString(),
+                              fields["PreparseVehicle"].toString(),
+                              fields["PreparseInsured"].toString()}),
+                 (QStringList{"CLM-77", "07 FORD FOCUS SE", "SMITH, JOHN"}));
     }
 };
 

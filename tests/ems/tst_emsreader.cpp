@@ -32,13 +32,6 @@ int openFileCount()
                    .size());
 }
 
-bool setFileTime(const QString& path, const QDateTime& when)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadWrite) &&
-           file.setFileTime(when, QFileDevice::FileModificationTime);
-}
-
 } // namespace
 
 class TestEmsReader : public QObject {
@@ -323,8 +316,7 @@ void TestEmsReader::ageLimit()
     QFETCH(bool, reads);
     TableFolder folder;
     EmsSetBuilder set(folder.path(), QStringLiteral("0001"));
-    QVERIFY(set.write());
-    QVERIFY(setFileTime(set.envelopePath(), written));
+    QVERIFY(set.exportedAt(written).write());
     EmsReader reader;
     EstimateRecord record;
     QCOMPARE(reader.readBasicInfo(set.envelopePath(), cutOff, record), reads);

@@ -7,9 +7,5 @@ namespace tarnaxe::test {
 
 // VmRSS of process pid (0: this process) in KiB; -1 when it cannot be read.
 qint64 residentKiB(qint64 pid = 0);
-// VmHWM, the peak of VmRSS, of this process in KiB; -1 when it cannot be read.
-qint64 peakResidentKiB();
-// Starts the peak again from the current resident memory.
-void resetPeakResident();
 
 } // namespace tarnaxe::test

@@ -2,6 +2,7 @@
 
 #include "platform/FileNames.h"
 
+#include <QFile>
 #include <QtGlobal>
 
 namespace tarnaxe::emswriter {
@@ -166,6 +167,12 @@ QString EmsSetBuilder::vehicleMemoPath() const
     return joinPath(m_folder, (dot < 0 ? table : table.left(dot)) + cased(QStringLiteral(".dbt")));
 }
 
+EmsSetBuilder& EmsSetBuilder::exportedAt(const QDateTime& time)
+{
+    m_exportedAt = time;
+    return *this;
+}
+
 bool EmsSetBuilder::write() const
 {
     for (EmsMember member : kMembers) {
@@ -190,6 +197,11 @@ bool EmsSetBuilder::write() const
         writer.addRecord(values);
         if (!writer.write(memberPath(member)))
             return false;
+    }
+    if (m_exportedAt.isValid()) {
+        QFile envelope(envelopePath());
+        return envelope.open(QIODevice::ReadWrite) &&
+               envelope.setFileTime(m_exportedAt, QFileDevice::FileModificationTime);
     }
     return true;
 }

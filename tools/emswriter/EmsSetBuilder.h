@@ -26,6 +26,7 @@
 #include "emswriter/DbfWriter.h"
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QHash>
 #include <QList>
 #include <QSet>
@@ -54,6 +55,8 @@ public:
     // Writes a member under a name of one's own (in the same folder), to mix cases.
     EmsSetBuilder& fileName(EmsMember member, const QString& name);
     EmsSetBuilder& vehicleMemo(const QByteArray& text);
+    // The envelope's modification time after writing, as if exported then.
+    EmsSetBuilder& exportedAt(const QDateTime& time);
 
     // Writes the set, replacing files of the same names; false when a file could not be
     // written.
@@ -82,6 +85,7 @@ private:
     QHash<EmsMember, QString> m_names;
     QSet<EmsMember> m_omitted;
     QByteArray m_memo = "FRONT BUMPER DAMAGE";
+    QDateTime m_exportedAt;
 };
 
 } // namespace tarnaxe::emswriter
