@@ -1,6 +1,7 @@
 #include "Agent.h"
 
 #include "automation/IO.h"
+#include "config/RegistryHelpers.h"
 #include "estimates/EMSSelectForm.h"
 #include "photos/ImagePickerForm.h"
 #include "platform/Logging.h"
@@ -12,16 +13,17 @@
 namespace tarnaxe {
 
 Agent::Agent(const QString& settingsFile)
-    : m_settings(settingsFile), m_forms(m_ui),
-      m_photos(m_state, m_lists), m_context{m_settings,
-                                            m_state,
-                                            m_lists,
-                                            m_ui,
-                                            m_forms,
-                                            Services{&m_photos, nullptr, &m_estimates},
-                                            [] {
-                                                QCoreApplication::processEvents();
-                                            }}
+    : m_settings(settingsFile), m_forms(m_ui), m_photos(m_state, m_lists),
+      m_printCapture(m_settings, m_state, m_lists, m_ui, userRegistryPath()),
+      m_context{m_settings,
+                m_state,
+                m_lists,
+                m_ui,
+                m_forms,
+                Services{&m_photos, &m_printCapture, &m_estimates},
+                [] {
+                    QCoreApplication::processEvents();
+                }}
 {
     m_forms.registerFactory(QStringLiteral("frmIO"), [this]() -> QObject* {
         // Read afresh for every transfer, as the other settings are.

@@ -11,6 +11,7 @@
 #include "ems/EmsReader.h"
 #include "photos/SessionPhotos.h"
 #include "platform/QtUi.h"
+#include "printcapture/PdfCapture.h"
 
 #include <memory>
 
@@ -33,6 +34,7 @@ private:
     FormRegistry m_forms;
     EmsReader m_estimates;
     SessionPhotos m_photos;
+    PdfCapture m_printCapture;
     AgentContext m_context;
 };
 

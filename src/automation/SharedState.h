@@ -35,7 +35,8 @@ struct SharedState {
 
     QString PhotoSelectMode; // "0" all photos, "2" by VIN
     QString PhotoVINMatch;
-    qint32 PhotoCounter = 1; // the number of the next "Img<n>.jpg" in the session folder
+    qint32 PhotoCounter = 1;    // the number of the next "Img<n>.jpg" in the session folder
+    qint32 DocumentCounter = 1; // the number of the next captured "<n>.pdf"
     bool AutoSelectMode = false;
     QString AutoClaim;
     QString AutoVIN;
