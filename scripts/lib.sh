@@ -5,8 +5,8 @@ TOP=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 DEBIAN_PACKAGES=(cmake ninja-build g++ pkg-config qt6-base-dev qt6-websockets-dev libgl-dev
     libcpp-httplib-dev libsqlite3-dev libssl-dev zlib1g-dev libbrotli-dev openssl)
 # Only the tests need these: the browser that drives the sample page, curl for the
-# server's tests and benchmarks.
-DEBIAN_TEST_PACKAGES=(chromium curl)
+# server's tests and benchmarks, CUPS and pdfinfo for printing to the PDF queue.
+DEBIAN_TEST_PACKAGES=(chromium curl cups-daemon cups-client cups-filters poppler-utils)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi

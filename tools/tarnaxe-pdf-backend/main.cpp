@@ -35,7 +35,7 @@ namespace {
 // The exit codes of cups/backend.h.
 constexpr int kBackendOk = 0;
 constexpr int kBackendFailed = 1;
-constexpr int kBackendCancel = 4;
+constexpr int kBackendCancel = 5;
 
 const char* const kSection = "[hkey_current_user\\software\\dane prairie systems\\win2pdf]";
 const char* const kValueName = "pdffilename";
