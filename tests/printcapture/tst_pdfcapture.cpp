@@ -3,7 +3,7 @@
 // their writer is done, checked against the size limit, offered and appended.
 
 #include "automation/AttachmentLists.h"
-#include "config/RegistryHelpers.h"
+#include "platform/RegistryFile.h"
 #include "printcapture/PdfCapture.h"
 #include "support/FileContents.h"
 #include "support/TestAgent.h"
@@ -17,16 +17,13 @@ using namespace tarnaxe::test;
 namespace {
 
 // A document written at the given minute of a fixed day, so that the order is known.
-void writeDocument(const QString& path, const QByteArray& bytes, int minute)
+bool writeDocument(const QString& path, const QByteArray& bytes, int minute)
 {
-    QVERIFY(writeFileContents(path, bytes));
     QFile file(path);
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    QVERIFY(file.setFileTime(QDateTime(QDate(2026, 11, 2), QTime(9, minute)),
-                             QFileDevice::FileModificationTime));
+    return writeFileContents(path, bytes) && file.open(QIODevice::ReadWrite) &&
+           file.setFileTime(QDateTime(QDate(2026, 11, 2), QTime(9, minute)),
+                            QFileDevice::FileModificationTime);
 }
-
-const QString kQuestion = QStringLiteral("Printed document was received, attach to claim? ");
 
 } // namespace
 
@@ -38,8 +35,10 @@ private:
     std::unique_ptr<PdfCapture> m_capture;
     QString m_session;
 
-    QStringList printDocs() const
+    QStringList polled(int polls)
     {
+        for (int i = 0; i < polls; ++i)
+            m_capture->poll();
         QStringList docs;
         for (const AttachedFile& doc : m_agent->lists.printDocs())
             docs << QFileInfo(doc.path).fileName() + QLatin1Char('|') + doc.caption;
@@ -58,96 +57,65 @@ private slots:
                                          m_agent->ui, m_agent->home.path() + "/registry.ini");
     }
 
-    // Saved into the session folder: one per poll, oldest first; one still open for
-    // writing waits; an empty one is dropped; Cancel leaves the copy unattached.
+    // One per poll, oldest first; one still open for writing waits; an empty one is
+    // dropped; Cancel leaves the copy unattached. The limit holds for picked PDFs too.
     void documentsSavedIntoTheSession()
     {
         QVERIFY(!m_capture->enable({})); // no session yet
         m_agent->state.SessionReady = true;
         QVERIFY(m_capture->enable({}));
-        writeDocument(m_session + "/File2.pdf", "%PDF-second", 2);
-        writeDocument(m_session + "/File1.pdf", "%PDF-first", 1);
+        QVERIFY(writeDocument(m_session + "/File2.pdf", "%PDF-second", 2));
+        QVERIFY(writeDocument(m_session + "/File1.pdf", "%PDF-first", 1));
+        QVERIFY(writeDocument(m_session + "/File0.pdf", "", 0));
         QFile open(m_session + "/File3.pdf");
         QVERIFY(open.open(QIODevice::WriteOnly) && open.write("%PDF-half") > 0);
-        writeDocument(m_session + "/File0.pdf", "", 0);
-
-        for (int poll = 0; poll < 5; ++poll)
-            m_capture->poll();
-        QCOMPARE(printDocs(), (QStringList{"1.pdf|Document", "2.pdf|Document"}));
+        QCOMPARE(polled(5), (QStringList{"1.pdf|Document", "2.pdf|Document"}));
         QCOMPARE(fileContents(m_session + "/1.pdf"), QByteArray("%PDF-first"));
-        QVERIFY(!QFile::exists(m_session + "/File1.pdf") &&
-                QFile::exists(m_session + "/File3.pdf"));
         QCOMPARE(m_agent->ui.boxes.size(), 2);
-
         open.close();
         m_agent->ui.boxAnswers << MessageAnswer::Cancel;
-        m_capture->poll();
-        QCOMPARE(m_agent->ui.lastText(), kQuestion);
-        QCOMPARE(m_agent->ui.boxes.last().buttons, MessageButtons::OkCancel);
-        QCOMPARE(printDocs().size(), 2);
+        QCOMPARE(polled(1).size(), 2);
+        QCOMPARE(m_agent->ui.lastText(), "Printed document was received, attach to claim? ");
         QCOMPARE(fileContents(m_session + "/3.pdf"), QByteArray("%PDF-half"));
-    }
 
-    // The limit is MaxKperPDF kilobytes, inclusive, for picked PDFs too.
-    void sizeLimit()
-    {
         m_agent->state.MaxKperPDF = 1;
         QVERIFY(writeFileContents(m_session + "/a.pdf", QByteArray(1024, 'x')));
         QVERIFY(writeFileContents(m_session + "/b.pdf", QByteArray(1025, 'x')));
         QVERIFY(m_capture->acceptDocument(m_session + "/a.pdf", "Manual Attachment", false));
         QVERIFY(!m_capture->acceptDocument(m_session + "/b.pdf", "Manual Attachment", false));
-        QCOMPARE(m_agent->ui.lastText(), QStringLiteral("The printed document you selected to "
-                                                        "attach\r\nis larger than 1K.  This file "
-                                                        "is too\r\nlarge to be transmitted."));
-        QVERIFY(m_agent->ui.boxes.last().systemModal);
-        QCOMPARE(printDocs(), QStringList{"a.pdf|Manual Attachment"});
+        QCOMPARE(m_agent->ui.lastText(), "The printed document you selected to attach\r\nis larger "
+                                         "than 1K.  This file is too\r\nlarge to be transmitted.");
+        QCOMPARE(polled(0).size(), 3);
     }
 
-    // The redirected driver: its documents, never a planted link; the redirection goes at
-    // the end.
-    void redirectedDriver()
-    {
-        m_agent->setSetting(QStringLiteral("PDFDriver"), QStringLiteral("1"));
-        m_agent->settings.load();
-        m_agent->state.SessionReady = true;
-        QVERIFY(m_capture->enable({}));
-        RegistryFile registry(m_agent->home.path() + "/registry.ini");
-        QCOMPARE(registry.value(kRedirectRoot, kRedirectKey, kRedirectValue)->text,
-                 m_session + "/File%.xdf");
-        const QString elsewhere = m_agent->home.path() + "/secret.pdf";
-        QVERIFY(writeFileContents(elsewhere, "secret"));
-        QVERIFY(QFile::link(elsewhere, m_session + "/File0.xdf"));
-        writeDocument(m_session + "/File7.xdf", "%PDF-printed", 7);
-        m_capture->poll();
-        m_capture->poll();
-        QCOMPARE(printDocs(), QStringList{"1.pdf|Document"});
-        QCOMPARE(fileContents(elsewhere), QByteArray("secret"));
-        QVERIFY(QFileInfo(m_session + "/File0.xdf").isSymLink());
-        m_capture->disable();
-        QVERIFY(!registry.value(kRedirectRoot, kRedirectKey, kRedirectValue));
-    }
-
-    // A watched folder: what was there at enable stays; what comes later is taken and
-    // leaves the folder. Driver 99 captures nothing from the session folder.
-    void watchedFolders()
+    // The redirected driver's documents, never a link planted among them; the redirection
+    // goes with disable. A watched folder: what was there at enable stays, what comes later
+    // is taken and leaves the folder.
+    void redirectedDriverAndWatchedFolder()
     {
         const QString watched = m_agent->home.path() + "/scans";
         QDir().mkpath(watched);
-        writeDocument(watched + "/before.PDF", "%PDF-old", 1);
-        m_agent->setSetting(QStringLiteral("MonitorPDFPath"), QStringLiteral("1"));
-        m_agent->setSetting(QStringLiteral("PDFSourcePath1"), watched);
-        m_agent->setSetting(QStringLiteral("PDFSourcePath2"), watched + "/before.PDF");
-        m_agent->setSetting(QStringLiteral("PDFDriver"), QStringLiteral("99"));
+        QVERIFY(writeDocument(watched + "/before.PDF", "%PDF-old", 1));
+        m_agent->setSetting("PDFDriver", "1");
+        m_agent->setSetting("MonitorPDFPath", "1");
+        m_agent->setSetting("PDFSourcePath1", watched);
+        m_agent->setSetting("PDFSourcePath2", watched + "/before.PDF");
         m_agent->settings.load();
         m_agent->state.SessionReady = true;
         QVERIFY(m_capture->enable({}));
-        writeDocument(watched + "/after.pdf", "%PDF-new", 5);
-        writeDocument(m_session + "/File1.pdf", "%PDF-ignored", 6);
-        m_capture->poll();
-        m_capture->poll();
-        QCOMPARE(printDocs(), QStringList{"1.pdf|Document"});
-        QCOMPARE(fileContents(m_session + "/1.pdf"), QByteArray("%PDF-new"));
+        const QString elsewhere = m_agent->home.path() + "/secret.pdf";
+        QVERIFY(writeFileContents(elsewhere, "secret"));
+        QVERIFY(QFile::link(elsewhere, m_session + "/File0.xdf"));
+        QVERIFY(writeDocument(m_session + "/File7.xdf", "%PDF-printed", 7));
+        QVERIFY(writeDocument(watched + "/after.pdf", "%PDF-new", 5));
+        QCOMPARE(polled(3), (QStringList{"1.pdf|Document", "2.pdf|Document"}));
+        QCOMPARE(fileContents(m_session + "/1.pdf") + fileContents(m_session + "/2.pdf"),
+                 QByteArray("%PDF-new%PDF-printed"));
+        QCOMPARE(fileContents(elsewhere), QByteArray("secret"));
         QCOMPARE(QDir(watched).entryList(QDir::Files), QStringList{"before.PDF"});
+        RegistryFile registry(m_agent->home.path() + "/registry.ini");
+        m_capture->disable();
+        QVERIFY(!registry.value(kRedirectRoot, kRedirectKey, kRedirectValue));
     }
 };
 
