@@ -1,6 +1,7 @@
 #include "Agent.h"
 
 #include "automation/IO.h"
+#include "config/LocalSetupForm.h"
 #include "config/RegistryHelpers.h"
 #include "estimates/EMSSelectForm.h"
 #include "photos/ImagePickerForm.h"
@@ -35,6 +36,9 @@ Agent::Agent(const QString& settingsFile)
     });
     m_forms.registerFactory(QStringLiteral("frmImagePicker"), [this]() -> QObject* {
         return new ImagePickerForm({m_settings, m_state, m_photos, m_ui, m_context.yieldToUi});
+    });
+    m_forms.registerFactory(QStringLiteral("frmLocalSetup"), [this]() -> QObject* {
+        return new LocalSetupForm({m_settings, m_ui, kAgentVersion});
     });
     m_forms.registerFactory(QStringLiteral("frmEMSSelect"), [this]() -> QObject* {
         return new EMSSelectForm({m_settings, m_state, m_lists, m_ui});

@@ -61,9 +61,9 @@ bool LocalSettings::readKey(ProfileSnapshot& profile, const QString& key, QStrin
     return false;
 }
 
-void LocalSettings::writeKey(ProfileSnapshot& profile, const QString& key, const QString& value)
+bool LocalSettings::writeKey(ProfileSnapshot& profile, const QString& key, const QString& value)
 {
-    profile.write(kSection, key, value.trimmed());
+    return profile.write(kSection, key, value.trimmed());
 }
 
 void LocalSettings::readNumber(ProfileSnapshot& profile, const QString& key, QString& buffer,
@@ -122,26 +122,31 @@ void LocalSettings::load()
     profile.save(ProfileSnapshot::Overwrite::OnlyIfUnchanged);
 }
 
-void LocalSettings::save()
+bool LocalSettings::save()
 {
     ProfileSnapshot profile(m_filePath);
-    writeKey(profile, QStringLiteral("Limit EMS Date"), LimitEMSDate);
+    // A file that cannot be read refuses every write: nothing of it would be kept.
+    bool written = true;
+    const auto put = [&](const QString& key, const QString& value) {
+        written = writeKey(profile, key, value) && written;
+    };
+    put(QStringLiteral("Limit EMS Date"), LimitEMSDate);
     for (int n = 1; n <= kPlatformSlots; ++n) {
-        writeKey(profile, numbered("EMSEstPlatform", n), EMSEstPlatform[n]);
-        writeKey(profile, numbered("EMSImportPath", n), EMSImportPath[n]);
-        writeKey(profile, numbered("EMSExportPath", n), EMSExportPath[n]);
+        put(numbered("EMSEstPlatform", n), EMSEstPlatform[n]);
+        put(numbered("EMSImportPath", n), EMSImportPath[n]);
+        put(numbered("EMSExportPath", n), EMSExportPath[n]);
     }
-    writeKey(profile, numbered("EMSEstPlatform", 6), EMSEstPlatform[6]);
-    writeKey(profile, QStringLiteral("ImageAcqMethod"), QString::number(ImageAcqMethod));
-    writeKey(profile, QStringLiteral("ImageDirectory"), ImageDirectory);
-    writeKey(profile, QStringLiteral("PDFDriver"), QString::number(PDFDriver));
-    writeKey(profile, QStringLiteral("MIEDelivery"), MIEDelivery);
-    writeKey(profile, QStringLiteral("MIERetrieval"), MIERetrieval);
-    writeKey(profile, QStringLiteral("WorkfilePath"), WorkfilePath);
-    writeKey(profile, QStringLiteral("MonitorPDFPath"), QString::number(MonitorPDFPath));
-    writeKey(profile, QStringLiteral("PDFSourcePath1"), PDFSourcePath1);
-    writeKey(profile, QStringLiteral("PDFSourcePath2"), PDFSourcePath2);
-    profile.save();
+    put(numbered("EMSEstPlatform", 6), EMSEstPlatform[6]);
+    put(QStringLiteral("ImageAcqMethod"), QString::number(ImageAcqMethod));
+    put(QStringLiteral("ImageDirectory"), ImageDirectory);
+    put(QStringLiteral("PDFDriver"), QString::number(PDFDriver));
+    put(QStringLiteral("MIEDelivery"), MIEDelivery);
+    put(QStringLiteral("MIERetrieval"), MIERetrieval);
+    put(QStringLiteral("WorkfilePath"), WorkfilePath);
+    put(QStringLiteral("MonitorPDFPath"), QString::number(MonitorPDFPath));
+    put(QStringLiteral("PDFSourcePath1"), PDFSourcePath1);
+    put(QStringLiteral("PDFSourcePath2"), PDFSourcePath2);
+    return written && profile.save();
 }
 
 int LocalSettings::platformMask(QString& mask) const

@@ -36,8 +36,9 @@ public:
     // default; the plantings are written back in one write, and only when they change the
     // file, so that the loads of every call leave a complete file untouched.
     void load();
-    // Writes every value (trimmed) in one atomic write; lines of others are kept.
-    void save();
+    // Writes every value (trimmed) in one atomic write; lines of others are kept. False
+    // when the file could not be read or written: it is then as it was.
+    bool save();
 
     // Which slots have a defined platform with an existing import folder, as "Y"/"N" per
     // slot; slot 5 is judged by slot 6's platform name. Returns the number of "Y".
@@ -61,7 +62,7 @@ private:
     // Reads one key of "LocalSettings" from profile. A missing or empty key is planted
     // with value as it is, which stays as it was; the result is then false.
     static bool readKey(ProfileSnapshot& profile, const QString& key, QString& value);
-    static void writeKey(ProfileSnapshot& profile, const QString& key, const QString& value);
+    static bool writeKey(ProfileSnapshot& profile, const QString& key, const QString& value);
     static void readNumber(ProfileSnapshot& profile, const QString& key, QString& buffer,
                            qint16& target);
 

@@ -372,7 +372,7 @@ void ImagePickerForm::VScroll1_Change(int value)
 void ImagePickerForm::cmdChange_Click()
 {
     const std::optional<QString> chosen = m_context.ui.chooseFolder(
-        QStringLiteral("Path to Photos"), m_context.settings.ImageDirectory);
+        QStringLiteral("Select Path"), m_context.settings.ImageDirectory);
     if (!chosen)
         return;
     m_context.settings.ImageDirectory = *chosen;

@@ -1,5 +1,7 @@
 #include "platform/QtUi.h"
 
+#include "config/DirectoryChooserDialog.h"
+
 #include <QApplication>
 #include <QFileDialog>
 #include <QMessageBox>
@@ -138,13 +140,12 @@ std::optional<QString> QtUi::openFile(const FileDialogRequest& request)
 
 std::optional<QString> QtUi::chooseFolder(const QString& title, const QString& folder)
 {
-    QFileDialog dialog(nullptr, title, folder);
-    dialog.setFileMode(QFileDialog::Directory);
-    dialog.setOption(QFileDialog::ShowDirsOnly);
+    DirectoryChooserDialog dialog(folder);
+    dialog.setWindowTitle(title);
     QTimer::singleShot(0, &dialog, [&dialog] { bringWidgetToFront(&dialog); });
-    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+    if (dialog.exec() != QDialog::Accepted)
         return std::nullopt;
-    return dialog.selectedFiles().first();
+    return dialog.chosenPath();
 }
 
 void QtUi::beep()
