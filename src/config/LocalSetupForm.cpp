@@ -155,6 +155,7 @@ QPushButton* LocalSetupForm::browseButton(const QString& name, QLineEdit* field)
     button->setObjectName(name);
     button->setAutoDefault(false);
     button->setToolTip(QStringLiteral("Choose the folder"));
+    button->setFixedWidth(button->fontMetrics().horizontalAdvance(button->text()) + 24);
     connect(button, &QPushButton::clicked, this, [this, field] {
         const QString text = field->text().trimmed();
         field->setText(

@@ -1,0 +1,68 @@
+// The "Setup" dialog from the page's side, through the agent that main() runs: it opens
+// modeless, a second call brings it to the front, and what is saved keeps every line that
+// the settings file held. Screenshots of it and of the chooser go to test-output/config.
+
+#include "Agent.h"
+#include "bridge/HostBridge.h"
+#include "config/DirectoryChooserDialog.h"
+#include "support/BridgeClient.h"
+#include "support/FileContents.h"
+#include "support/TempHome.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QDir>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+
+using namespace tarnaxe;
+using namespace tarnaxe::test;
+
+class TestAgentSetup : public QObject {
+    Q_OBJECT
+
+private slots:
+    void setupFromThePage()
+    {
+        TempHome home;
+        const QString ini = home.configHome() + QStringLiteral("/TarnAxe/TarnLocal.ini");
+        const QByteArray before = "; prepared by IT\n[HostBridge]\nPort=0\n[LocalSettings]\n"
+                                  "EMSEstPlatform1=EMS: Mitchell\nEMSImportPath1=" +
+                                  home.path().toUtf8() + "\n";
+        QVERIFY(writeFileContents(ini, before));
+        Agent agent(ini);
+        HostBridgeOptions options;
+        options.port = 0;
+        HostBridge bridge(options, [&agent] { return agent.newIO(); });
+        QString error;
+        QVERIFY2(bridge.listen(&error), qPrintable(error));
+        BridgeClient page;
+        QVERIFY(page.open(QStringLiteral("ws://127.0.0.1:%1").arg(bridge.port())));
+
+        QVERIFY(page.call("PerformSetup").contains("result"));
+        QCOMPARE(page.call("GetFormStatus", "method", {"LOCALSETUP"})["result"], "LOADED");
+        page.call("PerformSetup");
+        auto* form = qobject_cast<QWidget*>(agent.context().forms.find("frmLocalSetup"));
+        const QWidgetList windows = QApplication::topLevelWidgets();
+        QCOMPARE(std::count(windows.begin(), windows.end(), form), 1);
+        QCOMPARE(form->findChild<QComboBox*>("cboFormat1")->currentText(), "EMS: Mitchell");
+        form->findChild<QLineEdit*>("txtExportPath2")->setText(home.path());
+        form->findChild<QComboBox*>("cboPDF")->setCurrentText("None!");
+        const QString shots = QDir::currentPath() + "/test-output/config";
+        QDir().mkpath(shots);
+        QVERIFY(form->grab().save(shots + "/setup.png"));
+        QVERIFY(DirectoryChooserDialog(home.path()).grab().save(shots + "/select-path.png"));
+
+        form->findChild<QPushButton*>("cmdSave")->click();
+        QTRY_COMPARE(page.call("GetFormStatus", "method", {"LOCALSETUP"})["result"], "UNLOADED");
+        const QByteArray saved = fileContents(ini);
+        for (const QByteArray& line : before.split('\n'))
+            QVERIFY2(saved.contains(line), line.constData());
+        QVERIFY(saved.contains("EMSExportPath2=" + home.path().toUtf8()));
+        QVERIFY(saved.contains("PDFDriver=99"));
+    }
+};
+
+QTEST_MAIN(TestAgentSetup)
+#include "tst_agentsetup.moc"
