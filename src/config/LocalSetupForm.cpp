@@ -67,7 +67,9 @@ LocalSetupForm::LocalSetupForm(LocalSetupContext context, QWidget* parent)
     for (int n = 1; n <= kRows; ++n) {
         m_format[n] = new QComboBox(this);
         m_format[n]->setObjectName(QStringLiteral("cboFormat%1").arg(n));
+        // On Linux a combo box's accessible name is its value; the description says which.
         m_format[n]->setAccessibleName(QStringLiteral("Delivery format %1").arg(n));
+        m_format[n]->setAccessibleDescription(QStringLiteral("Delivery format %1").arg(n));
         m_format[n]->addItems({names::audatex, names::ccc, names::mitchell, names::notDefined});
         if (n == kRows)
             m_format[n]->addItem(names::custom1);
