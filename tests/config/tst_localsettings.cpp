@@ -128,25 +128,6 @@ private slots:
         QCOMPARE(settings.MonitorPDFPath, qint16(1));
     }
 
-    void saveWritesTrimmedValuesAndKeepsForeignLines()
-    {
-        writeAll(iniPath(), "; office settings\r\n[HostBridge]\r\nPort=29170\r\n[LocalSettings]\r\n"
-                            "ImageDirectory=/old\r\n");
-        LocalSettings settings(iniPath());
-        settings.load();
-        settings.EMSEstPlatform[2] = QStringLiteral("  EMS: CCC  ");
-        settings.EMSImportPath[2] = QStringLiteral(" /srv/ccc in ");
-        settings.ImageDirectory = QStringLiteral("\t/photos ");
-        settings.save();
-        QCOMPARE(value(QStringLiteral("EMSEstPlatform2")), QStringLiteral("EMS: CCC"));
-        QCOMPARE(value(QStringLiteral("EMSImportPath2")), QStringLiteral("/srv/ccc in"));
-        const QByteArray file = readAll(iniPath());
-        QVERIFY(file.startsWith("; office settings\r\n[HostBridge]\r\nPort=29170\r\n"));
-        QVERIFY(file.contains("ImageDirectory=/photos\r\n"));
-        settings.load();
-        QCOMPARE(settings.ImageDirectory, QStringLiteral("/photos"));
-    }
-
     void platformMaskJudgesSlotFiveBySlotSix()
     {
         const QString folders = m_home->path() + QStringLiteral("/import");

