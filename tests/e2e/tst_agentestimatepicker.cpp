@@ -61,7 +61,7 @@ private slots:
         QVERIFY(page.open(QStringLiteral("ws://127.0.0.1:%1").arg(bridge.port())));
         page.call(QStringLiteral("Init"));
 
-        const auto result = [&page](const char* member, const QJsonArray& args = {}) {
+        const auto result = [&page](const char* member, const QJsonArray& args = {}) -> QJsonValue {
             const char* kind = qstrncmp(member, "The", 3) == 0 ? "get" : "method";
             return page.call(QLatin1String(member), QLatin1String(kind), args)["result"];
         };
