@@ -1,30 +1,19 @@
-// libFuzzer target for the table reader; build and run it with scripts/fuzz.
+// libFuzzer target for the table reader; scripts/fuzz xbase builds and runs it.
 
-#include "fuzz/XbaseExercise.h"
+#include "fuzz/Exercise.h"
 
-#include <QDir>
 #include <QTemporaryDir>
 #include <cstdio>
 #include <cstdlib>
 
-namespace {
-
-QString folder()
-{
-    // No dot in the path: the memo file is found through the first dot of the path.
-    static QTemporaryDir dir(QStringLiteral("/tmp/fuzz-xbase-XXXXXX"));
-    return dir.path();
-}
-
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    const QByteArray input(reinterpret_cast<const char*>(data), qsizetype(size));
-    const QString problem =
-        tarnaxe::test::exerciseTable(folder(), tarnaxe::test::splitFuzzInput(input));
+    // No dot in the path: the memo file is found through the first dot of the path.
+    static QTemporaryDir folder(QStringLiteral("/tmp/fuzz-xbase-XXXXXX"));
+    const QString problem = tarnaxe::test::exerciseTable(
+        folder.path(), QByteArray(reinterpret_cast<const char*>(data), qsizetype(size)));
     if (!problem.isEmpty()) {
-        std::fprintf(stderr, "reader broke a promise: %s\n", qPrintable(problem));
+        std::fprintf(stderr, "the table reader broke a promise: %s\n", qPrintable(problem));
         std::abort();
     }
     return 0;

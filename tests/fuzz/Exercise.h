@@ -1,0 +1,186 @@
+#pragma once
+// One fuzz input run through a reader of files from other programs, shared by the libFuzzer
+// targets and by the test that replays the inputs kept in tests/data/fuzz-*. Each returns
+// the first promise the reader broke, or an empty text when it kept them all.
+
+#include "ems/EmsReader.h"
+#include "ems/EmsRecordTable.h"
+#include "ems/clsXBASE.h"
+#include "platform/Windows1252.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QtEndian>
+#include <limits>
+
+namespace tarnaxe::test {
+
+// Every text the reader may leave in ErrorMessage when its files can be read at all.
+inline bool isKnownMessage(const QString& message)
+{
+    static const QStringList known =
+        QStringLiteral("OK|File Not Found|Unsupported XBASE file format|Invalid XBASE File Header|"
+                       "Inconsistent XBASE File Length|File Not Open|Invalid Record Number|"
+                       "No Active Record|Invalid Field Name|Invalid Field Type|DBT File Not Found|"
+                       "Unsupported XBASE DBT version|Inconsistent DBF File Size|"
+                       "Invalid memo field signature|READ: Unexpected end of file|READ: Overflow|"
+                       "READ: Invalid file position|READ: Invalid record length|GETFIELD: Overflow|"
+                       "GETFIELD: Field beyond end of record|READ DBT: Unexpected end of file|"
+                       "READ DBT: Overflow|READ DBT: Invalid file position")
+            .split(QLatin1Char('|'));
+    return known.contains(message);
+}
+
+inline bool writeFile(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
+           file.write(bytes) == bytes.size();
+}
+
+// The table reader. The first two bytes give the table's length (little-endian), the rest
+// after the table is its memo file; a length past the end takes what there is. Every field
+// of the first records is read.
+inline QString exerciseTable(const QString& folder, const QByteArray& input, int recordLimit = 8)
+{
+    const qsizetype skip = input.size() < 2 ? 0 : 2;
+    const qsizetype length =
+        skip ? qMin<qsizetype>(qFromLittleEndian<quint16>(input.constData()), input.size() - 2)
+             : input.size();
+    const QString tablePath = folder + QStringLiteral("/T.DBF");
+    const QByteArray memo = input.mid(skip + length);
+    QFile::remove(folder + QStringLiteral("/T.DBT"));
+    if (!writeFile(tablePath, input.mid(skip, length)) ||
+        (!memo.isEmpty() && !writeFile(folder + QStringLiteral("/T.DBT"), memo)))
+        return QStringLiteral("cannot write the files");
+
+    clsXBASE reader;
+    const auto broken = [&reader](const char* step, bool answer) -> QString {
+        if (!isKnownMessage(reader.ErrorMessage()))
+            return QStringLiteral("%1: unknown message \"%2\"")
+                .arg(QLatin1String(step), reader.ErrorMessage());
+        if (answer != (reader.ErrorMessage() == QLatin1String("OK")))
+            return QStringLiteral("%1: answer and message disagree").arg(QLatin1String(step));
+        return {};
+    };
+    const bool opened = reader.OpenFile(tablePath);
+    if (QString problem = broken("OpenFile", opened); !problem.isEmpty())
+        return problem;
+    if (opened != reader.IsOpen() || (!opened && reader.RecordCount() != 0))
+        return QStringLiteral("OpenFile: answer and state disagree");
+    const qint32 count = reader.RecordCount();
+    for (const qint32 outside : {0, count == std::numeric_limits<qint32>::max() ? 0 : count + 1}) {
+        if (opened && (reader.ReadRecord(outside) || !isKnownMessage(reader.ErrorMessage())))
+            return QStringLiteral("ReadRecord: a record outside the count");
+    }
+    int widest = 0;
+    for (const clsXBASE::Field& field : reader.fields())
+        widest = qMax<int>(widest, field.length);
+    for (qint32 n = 1; opened && n <= qMin(reader.RecordCount(), recordLimit); ++n) {
+        const bool read = reader.ReadRecord(n);
+        if (QString problem = broken("ReadRecord", read); !problem.isEmpty())
+            return problem;
+        if (read ? reader.recordBuffer().size() != reader.recordLength()
+                 : reader.currentRecord() == n)
+            return QStringLiteral("ReadRecord: a record of the wrong length, or a failure kept");
+        for (const clsXBASE::Field& field : reader.fields()) {
+            const qsizetype nul = field.name.indexOf('\0');
+            Variant value(true);
+            const bool got = reader.GetFieldData(
+                fromWindows1252(nul < 0 ? field.name : field.name.left(nul)), value);
+            if (QString problem = broken("GetFieldData", got); !problem.isEmpty())
+                return problem;
+            if (!got && value != Variant(QString()))
+                return QStringLiteral("GetFieldData: a failure left a value");
+            // A field of the same name may come first, so any field's width is a bound.
+            if (got && value.isString() && value.stringValue().size() > widest &&
+                value.stringValue().size() > memo.size())
+                return QStringLiteral("GetFieldData: a value longer than its source");
+        }
+    }
+    return {};
+}
+
+// The EMS set reader. Byte 0 holds flags (bit 0 the letter style, bit 1 lower-case names);
+// then envelope, administrative 1 and 2, vehicle, totals, profile totals and memo file,
+// each a 2-byte little-endian length and its bytes. Lengths past the end take what there
+// is; empty parts and parts after the end are missing files. basicRead tells whether the
+// set read as a whole.
+inline QString exerciseEmsSet(const QString& folder, const QByteArray& input,
+                              bool* basicRead = nullptr)
+{
+    QDir dir(folder);
+    for (const QString& name : dir.entryList(QDir::Files | QDir::Hidden))
+        dir.remove(name);
+    const int flags = input.isEmpty() ? 0 : input.at(0);
+    QStringList names =
+        (flags & 1) ? QStringList{"F.ENV", "FA.AD1", "FB.AD2", "FV.VEH", "F.TTL", "F.PFT", "FV.DBT"}
+                    : QStringList{"F.ENV", "F.AD1", "F.AD2", "F.VEH", "F.TTL", "F.PFT", "F.DBT"};
+    for (QString& name : names)
+        name = (flags & 2) ? name.toLower() : name;
+    qint64 envelopeSize = 0;
+    for (qsizetype i = 0, at = 1; i < names.size() && at + 2 <= input.size(); ++i) {
+        const QByteArray part =
+            input.mid(at + 2, qFromLittleEndian<quint16>(input.constData() + at));
+        at += 2 + part.size();
+        envelopeSize = i == 0 ? part.size() : envelopeSize;
+        if (!part.isEmpty() && !writeFile(dir.filePath(names[i]), part))
+            return QStringLiteral("cannot write ") + names[i];
+    }
+    const QString envelope = dir.filePath(names[0]);
+
+    EmsReader reader;
+    const auto broken = [&reader](const char* step, bool answer, bool strict) -> QString {
+        const QString& error = reader.lastError();
+        if (!isKnownMessage(error) && error != QLatin1String("No amount in N_TTL_AMT"))
+            return QStringLiteral("%1: unknown message \"%2\"").arg(QLatin1String(step), error);
+        if (strict && answer != (error == QLatin1String("OK")))
+            return QStringLiteral("%1: answer and message disagree").arg(QLatin1String(step));
+        return {};
+    };
+    EstimateRecord record;
+    const bool basic = reader.readBasicInfo(envelope, QDate(1951, 12, 31), record);
+    if (basicRead)
+        *basicRead = basic;
+    if (QString problem = broken("readBasicInfo", basic, true); !problem.isEmpty())
+        return problem;
+    if (basic != (record.envelopeFile == envelope))
+        return QStringLiteral("readBasicInfo: the record does not follow the answer");
+    for (const char* name : {"V_VIN", "CLM_NO", "EST_SYSTEM", "CREATE_DT", "V_MEMO", "nope"}) {
+        Variant value(true);
+        const bool found = reader.readField(envelope, QString::fromLatin1(name), value);
+        if (QString problem = broken("readField", found, true); !problem.isEmpty())
+            return problem;
+        if (!found && value != Variant(QString()))
+            return QStringLiteral("readField: a failure left a value");
+    }
+    EstimateRecord entry;
+    entry.envelopeFile = envelope;
+    const bool envelopeRead = reader.fillEnvelopeInfo(entry);
+    if (QString problem = broken("fillEnvelopeInfo", envelopeRead, true); !problem.isEmpty())
+        return problem;
+    if (entry.envelopeSize != envelopeSize)
+        return QStringLiteral("fillEnvelopeInfo: wrong envelope size");
+    // A failed preparse may keep an earlier message: only the text is checked.
+    reader.fillPreparseInfo(entry);
+    if (QString problem = broken("fillPreparseInfo", false, false); !problem.isEmpty())
+        return problem;
+    if (!entry.parsed)
+        return QStringLiteral("fillPreparseInfo: not marked parsed");
+
+    entry.baseName = record.baseName;
+    qint64 total = 0;
+    if (collectEstimateFiles(entry) != entry.files.size())
+        return QStringLiteral("collectEstimateFiles: count and list disagree");
+    for (const EstimateMemberFile& file : entry.files) {
+        const QFileInfo info(file.path);
+        if (info.absolutePath() != dir.absolutePath() || !info.isFile() || info.size() != file.size)
+            return QStringLiteral("collectEstimateFiles: a file not of the set: ") + file.path;
+        total += file.size;
+    }
+    return total == entry.totalSize ? QString()
+                                    : QStringLiteral("collectEstimateFiles: wrong total size");
+}
+
+} // namespace tarnaxe::test
