@@ -53,13 +53,13 @@ bool writeFiles(const test::TableFolder& folder, const QStringList& names)
     return true;
 }
 
-// "row:name:size" for each collected file.
+// "upload field:file name:size" for each collected file.
 QString describe(const EstimateRecord& entry)
 {
     QStringList parts;
     for (const EstimateMemberFile& f : entry.files)
         parts << QStringLiteral("%1:%2:%3")
-                     .arg(f.index)
+                     .arg(emsRecordTable()[f.index].uploadFieldName)
                      .arg(QFileInfo(f.path).fileName())
                      .arg(f.size);
     return parts.join(' ');
@@ -573,70 +573,61 @@ private slots:
         QVERIFY(value.stringValue().startsWith("AC;"));
     }
 
-    void namingStyle_data()
-    {
-        QTest::addColumn<QStringList>("files");
-        QTest::addColumn<QString>("platform");
-        QTest::addColumn<EmsNamingStyle>("style");
-        const QStringList bare = {"0001.env"};
-        QTest::newRow("a.ad1 over the platform")
-            << QStringList{"0001A.AD1"} << "C" << EmsNamingStyle::Letter;
-        QTest::newRow(".ad1 over the platform")
-            << QStringList{"0001.ad1"} << "M" << EmsNamingStyle::Plain;
-        QTest::newRow("both: letter")
-            << QStringList{"0001.ad1", "0001a.ad1"} << "C" << EmsNamingStyle::Letter;
-        QTest::newRow("neither, m") << bare << "m" << EmsNamingStyle::Letter;
-        QTest::newRow("neither, A") << bare << "A" << EmsNamingStyle::Letter;
-        QTest::newRow("neither, C") << bare << "C" << EmsNamingStyle::Plain;
-        QTest::newRow("neither, no platform") << bare << "" << EmsNamingStyle::Plain;
-    }
-
-    void namingStyle()
-    {
-        QFETCH(QStringList, files);
-        QFETCH(QString, platform);
-        QFETCH(EmsNamingStyle, style);
-        test::TableFolder folder;
-        QVERIFY(writeFiles(folder, files));
-        QCOMPARE(emsNamingStyle(folder.filePath("0001"), platform), style);
-    }
-
     // The files of an entry for the upload: every non-empty member, in row order, with its
-    // size, named in the set's style; the base from the base name, else the envelope.
+    // size, named in the set's style (by its .ad1, else by its platform: A and M write
+    // letter names); the base from the base name, else the envelope.
     void collect_data()
     {
         QTest::addColumn<QStringList>("files"); // sizes 10, 20, 30...
         QTest::addColumn<QString>("platform");
         QTest::addColumn<QString>("collected");
-        QTest::newRow("plain set, its memo in row 16")
+        QTest::newRow("plain set, its memo the vehicle memo")
             << QStringList{"0001.env", "0001.ad1", "0001.ad2", "0001.veh", "0001.dbt", "0001.ttl"}
-            << "C"
-            << "0:0001.env:10 1:0001.ad1:20 2:0001.ad2:30 3:0001.veh:40 12:0001.ttl:60 "
-               "16:0001.dbt:50";
-        QTest::newRow("plain set keeps the letter names of rows 14 and 15")
+            << "M"
+            << "EMSEnvelope:0001.env:10 EMSAdministration1:0001.ad1:20 "
+               "EMSAdministration2:0001.ad2:30 EMSVehicle:0001.veh:40 "
+               "EMSTotals:0001.ttl:60 "
+               "EMSVehicleMemos:0001.dbt:50";
+        QTest::newRow("plain set keeps the letter names of the administrative memos")
             << QStringList{"0001.env", "0001a.dbt", "0001b.dbt", "0001v.dbt"} << "C"
-            << "0:0001.env:10 14:0001a.dbt:20 15:0001b.dbt:30";
+            << "EMSEnvelope:0001.env:10 EMSAdministration1Memos:0001a.dbt:20 "
+               "EMSAdministration2Memos:0001b.dbt:30";
         QTest::newRow("letter set leaves plain names")
-            << QStringList{"0001.env", "0001a.ad1", "0001.ad2", "0001.dbt", "0001v.dbt"} << "M"
-            << "0:0001.env:10 1:0001a.ad1:20 16:0001v.dbt:50";
+            << QStringList{"0001.env", "0001a.ad1", "0001.ad2", "0001.dbt", "0001v.dbt", "0001.ad1"}
+            << "C"
+            << "EMSEnvelope:0001.env:10 EMSAdministration1:0001a.ad1:20 "
+               "EMSVehicleMemos:0001v.dbt:50";
+        for (const char* platform : {"m", "A", "C", " "}) {
+            QTest::addRow("no .ad1, platform '%s'", platform)
+                << QStringList{"0001.env", "0001.dbt", "0001v.dbt"} << platform
+                << (QByteArray("mA").contains(platform)
+                        ? "EMSEnvelope:0001.env:10 EMSVehicleMemos:0001v.dbt:30"
+                        : "EMSEnvelope:0001.env:10 EMSVehicleMemos:0001.dbt:20");
+        }
         QTest::newRow("every row but the MIE")
             << QStringList{"0001.ENV",  "0001A.AD1", "0001b.ad2", "0001V.veh", "0001.lin",
                            "0001.pfh",  "0001.pfp",  "0001.pfl",  "0001.pfm",  "0001.pft",
                            "0001.pfo",  "0001.stl",  "0001.TTL",  "0001.ven",  "0001a.DBT",
                            "0001b.dbt", "0001v.dbt"}
             << "A"
-            << "0:0001.ENV:10 1:0001A.AD1:20 2:0001b.ad2:30 3:0001V.veh:40 4:0001.lin:50 "
-               "5:0001.pfh:60 6:0001.pfp:70 7:0001.pfl:80 8:0001.pfm:90 9:0001.pft:100 "
-               "10:0001.pfo:110 11:0001.stl:120 12:0001.TTL:130 13:0001.ven:140 "
-               "14:0001a.DBT:150 15:0001b.dbt:160 16:0001v.dbt:170";
+            << "EMSEnvelope:0001.ENV:10 EMSAdministration1:0001A.AD1:20 "
+               "EMSAdministration2:0001b.ad2:30 EMSVehicle:0001V.veh:40 "
+               "EMSDetail:0001.lin:50 "
+               "EMSHeaderProfile:0001.pfh:60 EMSPartsRates:0001.pfp:70 EMSLaborRates:0001.pfl:80 "
+               "EMSMaterialsRates:0001.pfm:90 EMSTaxTierProfile:0001.pft:100 "
+               "EMSAdditionalProfile:0001.pfo:110 EMSSubtotals:0001.stl:120 EMSTotals:0001.TTL:130 "
+               "EMSNonOEMSupplier:0001.ven:140 "
+               "EMSAdministration1Memos:0001a.DBT:150 EMSAdministration2Memos:0001b.dbt:160 "
+               "EMSVehicleMemos:0001v.dbt:170";
         QTest::newRow("other sets and empty files stay out")
             << QStringList{"0001.env",   "0001a.ad1", "00011.env",
                            "00011a.ad1", "0002.lin",  "!0001.lin"}
             << "M"
-            << "0:0001.env:10 1:0001a.ad1:20";
+            << "EMSEnvelope:0001.env:10 EMSAdministration1:0001a.ad1:20";
         QTest::newRow("base from the envelope")
             << QStringList{"Est1.ENV", "Est1A.AD1", "Est1.TTL"} << ""
-            << "0:Est1.ENV:10 1:Est1A.AD1:20 12:Est1.TTL:30";
+            << "EMSEnvelope:Est1.ENV:10 EMSAdministration1:Est1A.AD1:20 "
+               "EMSTotals:Est1.TTL:30";
     }
 
     void collect()
@@ -674,9 +665,8 @@ private slots:
         entry.mieFile = folder.filePath("mie/5678_90.mie");
         QVERIFY(QFile::remove(folder.filePath("0001a.ad1")));
         QCOMPARE(collectEstimateFiles(entry), 2);
-        QCOMPARE(describe(entry), "0:0001.env:10 17:5678_90.mie:30");
+        QCOMPARE(describe(entry), "EMSEnvelope:0001.env:10 MIELocation:5678_90.mie:30");
         QCOMPARE(entry.totalSize, 40);
-        QCOMPARE(emsRecordTable()[kMieRecordRow].uploadFieldName, "MIELocation");
     }
 
     void mieNumber_data()

@@ -651,16 +651,13 @@ private slots:
         row("dbfdatareader/dbase_03_nullchar.dbf", 3, "OTHERTXT",
             text(QByteArray(1, '\0') + QByteArray(23, ' ') + "\x1A"));
         row("dbffile/PYACFL.DBF", 31, "AFHRPW", "  2.92308");
-        row("dbffile/PYACFL.DBF", 15, "AFCRDA", "        ");
         row("dbftables-jl/test.dbf", 1, "BOOL", false);
         row("dbftables-jl/test.dbf", 4, "BOOL", "?");
         row("dbftables-jl/test.dbf", 5, "BOOL", true);
         row("ems/QYUZK0P.env", 1, "CREATE_DT", dateOf(2017, 6, 19));
-        row("infused-dbf/dbase_8b.dbf", 10, "MEMO", "");
         row("javadbf/a3.dbf", 1, "F",
             text(QByteArray("\x8C\x8E\x91\x8A\x80\x8B\x85\x8D\x8A\x8E").leftJustified(30, ' ')));
         row("php-xbase/socios.dbf", 1, "FECSALIDA", text(QByteArray(8, '\0')));
-        row("pyshp/NullTest.dbf", 1, "MY_DATE", "00000000");
         row("dbfdatareader/INNAKLKVT20180904.dbf", 3416, "SUMPDV",
             text(QByteArray("-511.72000000").rightJustified(20, ' ')));
     }
