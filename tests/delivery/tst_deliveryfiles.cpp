@@ -144,6 +144,8 @@ private slots:
             << "sources/temp.veh" << true << "File not found: %1/temp.veh";
         QTest::newRow("a source is a folder")
             << "sources/temp.veh/" << false << "File not found: %1/temp.veh";
+        QTest::newRow("the import folder is gone")
+            << "real" << false << "Cannot write %2/CL123.env: No such file or directory";
         // The members are in place when the envelope cannot follow them; renaming a file over
         // a folder that holds something fails, root or not.
         QTest::newRow("the envelope cannot be moved into place")
@@ -155,7 +157,9 @@ private slots:
         QFETCH(bool, replaceExisting);
         QFETCH(QString, error);
         const QString path = m_dir->filePath(fault);
-        if (fault.startsWith("sources/"))
+        if (fault == "real")
+            QVERIFY(QDir(m_real).removeRecursively());
+        else if (fault.startsWith("sources/"))
             QVERIFY(QFile::remove(QDir::cleanPath(path)));
         if (fault.endsWith('/'))
             QVERIFY(QDir().mkpath(path));

@@ -60,12 +60,14 @@ class TestProfileFile : public QObject {
 
     QTemporaryDir m_dir;
     int m_files = 0;
-    // A new test.ini in folders of its own.
+    // A new test.ini in folders of its own; "<folder>": a folder in its place.
     QString place(const char* content)
     {
         const QString path = m_dir.filePath(QStringLiteral("%1/one/test.ini").arg(++m_files));
         if (content && qstrcmp(content, "<folder>") == 0)
             QDir().mkpath(path);
+        else if (content && qstrcmp(content, "<in a file>") == 0) // its folder is a file
+            test::writeFileContents(QFileInfo(path).path(), "a file");
         else if (content)
             test::writeFileContents(path, expand(content));
         return path;
@@ -166,6 +168,7 @@ private slots:
             {"refused: key like a section", "[S]\n", "S", "[K", "v", "[S]\n"},
             {"refused: line end in value", "[S]\n", "S", "K", "one\rtwo", "[S]\n"},
             {"refused: a folder in its place", "<folder>", "Main", "K", "v", nullptr},
+            {"refused: its folder is a file", "<in a file>", "Main", "K", "v", nullptr},
             {"removes every duplicate of the first section",
              "[Main]\nName=1\nB=2\nNAME=3\n[main]\nName=4", "Main", "Name", nullptr,
              "[Main]\nB=2\n[main]\nName=4"},
