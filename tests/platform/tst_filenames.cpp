@@ -1,7 +1,12 @@
+// Joining paths, finding names in a folder without regard to case as the Windows build found
+// them, and putting files in place.
+
+#include "platform/FileMoves.h"
 #include "platform/FileNames.h"
+#include "platform/OpenForWriting.h"
+#include "support/FileContents.h"
 
 #include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -10,163 +15,102 @@ using namespace tarnaxe;
 class TestFileNames : public QObject {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-
-    void joinPath_data();
-    void joinPath();
-    void findNameIgnoringCase_data();
-    void findNameIgnoringCase();
-    void resolvePathIgnoringCase();
-    void missingFolder();
-    void filesMatching_data();
-    void filesMatching();
-
-private:
     QTemporaryDir m_dir;
-};
 
-void TestFileNames::initTestCase()
-{
-    QVERIFY(m_dir.isValid());
-    const QStringList files = {
-        QStringLiteral("0001.AD1"),  QStringLiteral("Mixed.Txt"),  QStringLiteral("mixed.TXT"),
-        QStringLiteral("exact.txt"), QStringLiteral("EXACT.txt"),  QStringLiteral("Grüße.txt"),
-        QStringLiteral(".Hidden"),   QStringLiteral("a.jpg"),      QStringLiteral("B.JPG"),
-        QStringLiteral("c.Jpeg"),    QStringLiteral("d.jpg.txt"),  QStringLiteral(".dot.jpg"),
-        QStringLiteral("File1.pdf"), QStringLiteral("file22.PDF"), QStringLiteral("File[1].pdf"),
-        QStringLiteral("README"),
-    };
-    for (const QString& name : files) {
-        QFile file(m_dir.filePath(name));
-        QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(name));
+private slots:
+    void initTestCase()
+    {
+        for (const char* name : {"0001.AD1", "Mixed.Txt", "mixed.TXT", "exact.txt", "EXACT.txt",
+                                 "Grüße.txt", ".Hidden", "a.jpg", "B.JPG", "c.Jpeg", "File1.pdf",
+                                 "file22.PDF", "File[1].pdf", "README"})
+            QVERIFY(test::writeFileContents(m_dir.filePath(QString::fromUtf8(name)), {}));
+        QVERIFY(QDir().mkpath(m_dir.filePath("SubDir")) && QDir().mkpath(m_dir.filePath("d.jpg")));
     }
-    QVERIFY(QDir(m_dir.path()).mkdir(QStringLiteral("SubDir")));
-    QVERIFY(QDir(m_dir.path()).mkdir(QStringLiteral("folder.jpg")));
-}
 
-void TestFileNames::joinPath_data()
-{
-    QTest::addColumn<QString>("folder");
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("expected");
+    void joinPath()
+    {
+        QCOMPARE(tarnaxe::joinPath("/x/y", "c/d.txt"), QStringLiteral("/x/y/c/d.txt"));
+        QCOMPARE(tarnaxe::joinPath("a/", "/b"), QStringLiteral("a/b"));
+        QCOMPARE(tarnaxe::joinPath("C:\\a\\", "b"), QStringLiteral("C:\\a/b"));
+        QCOMPARE(tarnaxe::joinPath("/", "b"), QStringLiteral("/b"));
+        QCOMPARE(tarnaxe::joinPath("", "b"), QStringLiteral("b"));
+        QCOMPARE(tarnaxe::joinPath("a\\", ""), QStringLiteral("a/"));
+    }
 
-    QTest::newRow("plain") << "a"
-                           << "b"
-                           << "a/b";
-    QTest::newRow("folder ends in slash") << "a/"
-                                          << "b"
-                                          << "a/b";
-    QTest::newRow("folder ends in backslash") << "C:\\a\\"
-                                              << "b"
-                                              << "C:\\a/b";
-    QTest::newRow("name starts with slash") << "a"
-                                            << "/b"
-                                            << "a/b";
-    QTest::newRow("both have a slash") << "a/"
-                                       << "/b"
-                                       << "a/b";
-    QTest::newRow("root folder") << "/"
-                                 << "b"
-                                 << "/b";
-    QTest::newRow("nested name") << "/x/y"
-                                 << "c/d.txt"
-                                 << "/x/y/c/d.txt";
-    QTest::newRow("empty folder keeps name relative") << ""
-                                                      << "b"
-                                                      << "b";
-    QTest::newRow("empty name") << "a\\"
-                                << ""
-                                << "a/";
-}
+    void findNameIgnoringCase_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("expected"); // empty: none
+        const char* rows[][2] = {{"0001.ad1", "0001.AD1"},
+                                 {"exact.txt", "exact.txt"},
+                                 {"MIXED.txt", "Mixed.Txt"},
+                                 {"subdir", "SubDir"},
+                                 {".hidden", ".Hidden"},
+                                 {"GRÜßE.TXT", "Grüße.txt"},
+                                 {"0001", ""},
+                                 {"", ""},
+                                 {"..", ""},
+                                 {"subdir/x", ""}};
+        for (const auto& row : rows)
+            QTest::newRow(row[0]) << row[0] << row[1];
+    }
+    // The exact name first, else the first match in sorted order; a path resolves to the
+    // name found, else to the one asked for.
+    void findNameIgnoringCase()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, expected);
+        QCOMPARE(tarnaxe::findNameIgnoringCase(m_dir.path(), name), expected);
+        QCOMPARE(tarnaxe::resolvePathIgnoringCase(m_dir.path() + '/', name),
+                 m_dir.path() + '/' + (expected.isEmpty() ? name : expected));
+        QCOMPARE(tarnaxe::findNameIgnoringCase(m_dir.filePath("none"), name), QString());
+    }
 
-void TestFileNames::joinPath()
-{
-    QFETCH(QString, folder);
-    QFETCH(QString, name);
-    QFETCH(QString, expected);
-    QCOMPARE(tarnaxe::joinPath(folder, name), expected);
-}
+    void filesMatching_data()
+    {
+        QTest::addColumn<QString>("pattern");
+        QTest::addColumn<QString>("expected");
+        const char* rows[][2] = {
+            {"*.JPG", "a.jpg B.JPG"},
+            {"File*.pdf", "File1.pdf file22.PDF File[1].pdf"},
+            {"file?.PDF", "File1.pdf"},
+            {"File[1].pdf", "File[1].pdf"},
+            {"readme", "README"},
+            {"*.*", ".Hidden 0001.AD1 a.jpg B.JPG c.Jpeg EXACT.txt exact.txt File1.pdf file22.PDF "
+                    "File[1].pdf Grüße.txt Mixed.Txt mixed.TXT README"}};
+        for (const auto& row : rows)
+            QTest::newRow(row[0]) << row[0] << row[1];
+    }
+    // Files only, sorted by name.
+    void filesMatching()
+    {
+        QFETCH(QString, pattern);
+        QFETCH(QString, expected);
+        QCOMPARE(tarnaxe::filesMatching(m_dir.path(), pattern).join(' '), expected);
+        QCOMPARE(tarnaxe::filesMatching(m_dir.filePath("none"), pattern), QStringList());
+    }
 
-void TestFileNames::findNameIgnoringCase_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("expected");
-
-    QTest::newRow("other case") << "0001.ad1"
-                                << "0001.AD1";
-    QTest::newRow("same case") << "0001.AD1"
-                               << "0001.AD1";
-    QTest::newRow("exact name preferred") << "exact.txt"
-                                          << "exact.txt";
-    QTest::newRow("first in sorted order") << "MIXED.txt"
-                                           << "Mixed.Txt";
-    QTest::newRow("folders too") << "subdir"
-                                 << "SubDir";
-    QTest::newRow("hidden") << ".hidden"
-                            << ".Hidden";
-    QTest::newRow("non-ascii") << QStringLiteral("GRÜßE.TXT") << QStringLiteral("Grüße.txt");
-    QTest::newRow("missing") << "missing.txt"
-                             << "";
-    QTest::newRow("prefix only") << "0001"
-                                 << "";
-    QTest::newRow("empty") << ""
-                           << "";
-    QTest::newRow("parent") << ".."
-                            << "";
-    QTest::newRow("path, not a name") << "subdir/x"
-                                      << "";
-}
-
-void TestFileNames::findNameIgnoringCase()
-{
-    QFETCH(QString, name);
-    QFETCH(QString, expected);
-    QCOMPARE(tarnaxe::findNameIgnoringCase(m_dir.path(), name), expected);
-}
-
-void TestFileNames::resolvePathIgnoringCase()
-{
-    QCOMPARE(tarnaxe::resolvePathIgnoringCase(m_dir.path(), QStringLiteral("0001.ad1")),
-             m_dir.path() + QStringLiteral("/0001.AD1"));
-    QCOMPARE(tarnaxe::resolvePathIgnoringCase(m_dir.path() + QLatin1Char('/'),
-                                              QStringLiteral("Missing.TXT")),
-             m_dir.path() + QStringLiteral("/Missing.TXT"));
-}
-
-void TestFileNames::missingFolder()
-{
-    const QString folder = m_dir.filePath(QStringLiteral("none"));
-    QCOMPARE(tarnaxe::findNameIgnoringCase(folder, QStringLiteral("a.jpg")), QString());
-    QCOMPARE(tarnaxe::filesMatching(folder, QStringLiteral("*")), QStringList());
-}
-
-void TestFileNames::filesMatching_data()
-{
-    QTest::addColumn<QString>("pattern");
-    QTest::addColumn<QStringList>("expected");
-
-    QTest::newRow("extension in any case") << "*.jpg" << QStringList{".dot.jpg", "a.jpg", "B.JPG"};
-    QTest::newRow("pattern in other case") << "*.JPEG" << QStringList{"c.Jpeg"};
-    QTest::newRow("prefix and extension")
-        << "File*.pdf" << QStringList{"File1.pdf", "file22.PDF", "File[1].pdf"};
-    QTest::newRow("one character") << "file?.PDF" << QStringList{"File1.pdf"};
-    QTest::newRow("brackets are plain characters") << "File[1].pdf" << QStringList{"File[1].pdf"};
-    QTest::newRow("exact name") << "readme" << QStringList{"README"};
-    QTest::newRow("no match") << "*.gif" << QStringList{};
-    QTest::newRow("star dot star is everything")
-        << "*.*" << QStringList{".dot.jpg",  ".Hidden",   "0001.AD1",   "a.jpg",
-                                "B.JPG",     "c.Jpeg",    "d.jpg.txt",  "EXACT.txt",
-                                "exact.txt", "File1.pdf", "file22.PDF", "File[1].pdf",
-                                "Grüße.txt", "Mixed.Txt", "mixed.TXT",  "README"};
-}
-
-void TestFileNames::filesMatching()
-{
-    QFETCH(QString, pattern);
-    QFETCH(QStringList, expected);
-    QCOMPARE(tarnaxe::filesMatching(m_dir.path(), pattern), expected);
-}
+    // A name another file took is a cue to try the next name, not a failure; a file that a
+    // program still writes is known as such.
+    void movesAndWriters()
+    {
+        QTemporaryDir dir;
+        const QString from = dir.filePath("new.part"), taken = dir.filePath("taken");
+        QVERIFY(test::writeFileContents(from, "new") && test::writeFileContents(taken, "old"));
+        QString reason;
+        QCOMPARE(moveWithoutReplacing(from, taken, reason), MoveResult::Taken);
+        QCOMPARE(moveWithoutReplacing(from, dir.filePath("none/x"), reason), MoveResult::Failed);
+        QVERIFY(!reason.isEmpty());
+        QCOMPARE(test::fileContents(taken), QByteArray("old"));
+        if (writerState(from) == WriterState::Unknown)
+            QSKIP("this file system has no leases");
+        QFile writer(from);
+        QVERIFY(writer.open(QIODevice::Append));
+        QCOMPARE(writerState(from), WriterState::Writing);
+        writer.close();
+        QCOMPARE(writerState(from), WriterState::None);
+    }
+};
 
 QTEST_GUILESS_MAIN(TestFileNames)
 #include "tst_filenames.moc"

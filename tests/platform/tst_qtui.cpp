@@ -8,27 +8,12 @@
 #include <QPushButton>
 #include <QTest>
 #include <QTimer>
-#include <QWidget>
 #include <QWindow>
 
 using namespace tarnaxe;
 
-namespace {
-
-// Presses the given button of the next message box once it is shown.
-void pressWhenShown(QMessageBox::StandardButton button, QString* seenText, QString* seenTitle)
-{
-    QTimer::singleShot(50, [=] {
-        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        if (!box)
-            return;
-        *seenText = box->text();
-        *seenTitle = box->windowTitle();
-        box->button(button)->click();
-    });
-}
-
-} // namespace
+Q_DECLARE_METATYPE(tarnaxe::MessageButtons)
+Q_DECLARE_METATYPE(tarnaxe::MessageAnswer)
 
 class TestQtUi : public QObject {
     Q_OBJECT
@@ -36,44 +21,41 @@ class TestQtUi : public QObject {
 private slots:
     void messageBoxAnswersWithThePressedButton_data()
     {
-        QTest::addColumn<int>("buttons");
-        QTest::addColumn<int>("press");
-        QTest::addColumn<int>("answer");
-        QTest::newRow("yes") << int(MessageButtons::YesNo) << int(QMessageBox::Yes)
-                             << int(MessageAnswer::Yes);
-        QTest::newRow("no") << int(MessageButtons::YesNo) << int(QMessageBox::No)
-                            << int(MessageAnswer::No);
-        QTest::newRow("cancel") << int(MessageButtons::OkCancel) << int(QMessageBox::Cancel)
-                                << int(MessageAnswer::Cancel);
-        QTest::newRow("retry") << int(MessageButtons::RetryCancel) << int(QMessageBox::Retry)
-                               << int(MessageAnswer::Retry);
+        QTest::addColumn<MessageButtons>("buttons");
+        QTest::addColumn<QMessageBox::StandardButton>("press");
+        QTest::addColumn<MessageAnswer>("answer");
+        QTest::newRow("yes") << MessageButtons::YesNo << QMessageBox::Yes << MessageAnswer::Yes;
+        QTest::newRow("no") << MessageButtons::YesNo << QMessageBox::No << MessageAnswer::No;
+        QTest::newRow("cancel") << MessageButtons::OkCancel << QMessageBox::Cancel
+                                << MessageAnswer::Cancel;
+        QTest::newRow("retry") << MessageButtons::RetryCancel << QMessageBox::Retry
+                               << MessageAnswer::Retry;
     }
     void messageBoxAnswersWithThePressedButton()
     {
-        QFETCH(int, buttons);
-        QFETCH(int, press);
-        QFETCH(int, answer);
-        QtUi ui;
-        QString text, title;
-        pressWhenShown(QMessageBox::StandardButton(press), &text, &title);
-        const MessageAnswer got = ui.messageBox({QStringLiteral("Do you want to resume sending?"),
-                                                 QStringLiteral("Notice"), MessageIcon::Question,
-                                                 MessageButtons(buttons), false});
-        QCOMPARE(int(got), answer);
-        QCOMPARE(text, QStringLiteral("Do you want to resume sending?"));
-        QCOMPARE(title, QStringLiteral("Notice"));
+        QFETCH(MessageButtons, buttons);
+        QFETCH(QMessageBox::StandardButton, press);
+        QFETCH(MessageAnswer, answer);
+        QString seen;
+        QTimer::singleShot(0, [&seen, press] { // runs once the box is up
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            seen = box->windowTitle() + '|' + box->text();
+            box->button(press)->click();
+        });
+        QCOMPARE(QtUi().messageBox({"Do you want to resume sending?", "Notice",
+                                    MessageIcon::Question, buttons, false}),
+                 answer);
+        QCOMPARE(seen, QStringLiteral("Notice|Do you want to resume sending?"));
     }
 
     void bringToFrontKeepsPlaceAndSize()
     {
         QWidget window;
-        window.setObjectName(QStringLiteral("frmIO"));
         window.setGeometry(120, 140, 300, 200);
         window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&window));
         const QRect before = window.geometry();
-        QtUi ui;
-        ui.bringToFront(&window);
+        QtUi().bringToFront(&window);
         QVERIFY(window.isVisible());
         QCOMPARE(window.geometry(), before);
         QVERIFY(!(window.windowHandle()->flags() & Qt::WindowStaysOnTopHint));
@@ -83,8 +65,7 @@ private slots:
     {
         QPointer<QWidget> window = new QWidget;
         window->show();
-        QtUi ui;
-        ui.closeWindow(window);
+        QtUi().closeWindow(window);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(window.isNull());
     }

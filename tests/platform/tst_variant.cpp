@@ -1,337 +1,198 @@
+// Values as the automation host passes them: each value's conversions in one row (numeric
+// test, text, 16-bit, 32-bit, Boolean), the leading number of a text, dates read from text;
+// and the Windows-1252 text of EMS files and server replies.
+
 #include "platform/Variant.h"
+#include "platform/Windows1252.h"
 
 #include <QTest>
 
-using tarnaxe::AutomationError;
-using tarnaxe::Variant;
-
-Q_DECLARE_METATYPE(tarnaxe::Variant)
+using namespace tarnaxe;
 
 namespace {
 
-constexpr int kNoError = 0;
-constexpr int kOverflow = 6;
-constexpr int kTypeMismatch = 13;
+const char* const kOver = "Overflow (6)";
+const char* const kMismatch = "Type mismatch (13)";
 
-Variant dateVariant(int y, int m, int d, QTime time = QTime(0, 0))
+struct Conversions {
+    const char* name;
+    Variant value;
+    bool numeric;
+    const char* text; // nullptr: the string itself
+    QString int16, int32, boolean;
+};
+
+// The converted value as text, or the error the host would see.
+template <typename Convert> QString outcome(Convert convert)
 {
-    return Variant(QDateTime(QDate(y, m, d), time));
+    try {
+        return QVariant::fromValue(convert()).toString();
+    } catch (const AutomationError& e) {
+        return QStringLiteral("%1 (%2)").arg(e.description()).arg(e.number());
+    }
+}
+
+QDateTime on(int y, int m, int d, QTime time = QTime(0, 0))
+{
+    return QDateTime(QDate(y, m, d), time);
 }
 
 } // namespace
+
+Q_DECLARE_METATYPE(Conversions)
 
 class TestVariant : public QObject {
     Q_OBJECT
 
 private slots:
-    void isNumeric_data();
-    void isNumeric();
-    void numericTextValue_data();
-    void numericTextValue();
-    void toText_data();
-    void toText();
-    void toInt16_data();
-    void toInt16();
-    void toInt32_data();
-    void toInt32();
-    void toBool_data();
-    void toBool();
-    void errorDescriptions();
-    void leadingNumber_data();
-    void leadingNumber();
-    void parseDate_data();
-    void parseDate();
+    void conversions_data()
+    {
+        const Conversions rows[] = {
+            {"Empty", Variant(), true, "", "0", "0", "false"},
+            {"True", true, true, "True", "-1", "-1", "true"},
+            {"False", false, true, "False", "0", "0", "false"},
+            {"Integer", qint16(-5), true, "-5", "-5", "-5", "true"},
+            {"Long 32767", qint32(32767), true, "32767", "32767", "32767", "true"},
+            {"Long -32769", qint32(-32769), true, "-32769", kOver, "-32769", "true"},
+            {"2.5 to even", 2.5, true, "2.5", "2", "2", "true"},
+            {"-3.5 to even", -3.5, true, "-3.5", "-4", "-4", "true"},
+            {"1.5001", 1.5001, true, "1.5001", "2", "2", "true"},
+            {"-0.125", -0.125, true, "-0.125", "0", "0", "true"},
+            {"32767.5 rounds over", 32767.5, true, "32767.5", kOver, "32768", "true"},
+            {"-32768.5 to even", -32768.5, true, "-32768.5", "-32768", "-32768", "true"},
+            {"smallest Long", -2147483648.0, true, "-2147483648", kOver, "-2147483648", "true"},
+            {"2147483647.5", 2147483647.5, true, "2147483647.5", kOver, kOver, "true"},
+            {"large whole", 123456789012345.0, true, "123456789012345", kOver, kOver, "true"},
+            {"huge", 1e20, true, "1E+20", kOver, kOver, "true"},
+            {"tiny", 1e-5, true, "1E-05", "0", "0", "true"},
+            {"one tenth", 0.1, true, "0.1", "0", "0", "true"},
+            {"\" 12 \"", " 12 ", true, nullptr, "12", "12", "true"},
+            {"\"-1.5\"", "-1.5", true, nullptr, "-2", "-2", "true"},
+            {"\".5\"", ".5", true, nullptr, "0", "0", "true"},
+            {"\"1e3\"", "1e3", true, nullptr, "1000", "1000", "true"},
+            {"\"1D2\"", "1D2", true, nullptr, "100", "100", "true"},
+            {"\"&H1F\"", "&H1F", true, nullptr, "31", "31", "true"},
+            {"\"&o17\"", "&o17", true, nullptr, "15", "15", "true"},
+            {"\"40000\"", "40000", true, nullptr, kOver, "40000", "true"},
+            {"\"-3e9\"", "-3e9", true, nullptr, kOver, kOver, "true"},
+            {"\"0\"", "0", true, nullptr, "0", "0", "false"},
+            {"\"TRUE\"", "TRUE", false, nullptr, kMismatch, kMismatch, "true"},
+            {"\"false\"", "false", false, nullptr, kMismatch, kMismatch, "false"},
+            {"\"abc\"", "abc", false, nullptr, kMismatch, kMismatch, kMismatch},
+            {"\"\"", "", false, nullptr, kMismatch, kMismatch, kMismatch},
+            {"\"  \"", "  ", false, nullptr, kMismatch, kMismatch, kMismatch},
+            {"\"1.2.3\"", "1.2.3", false, nullptr, kMismatch, kMismatch, kMismatch},
+            {"\"12abc\"", "12abc", false, nullptr, kMismatch, kMismatch, kMismatch},
+            {"\"1e\"", "1e", false, nullptr, kMismatch, kMismatch, kMismatch},
+            {"\"&HG\"", "&HG", false, nullptr, kMismatch, kMismatch, kMismatch},
+            {"\"Yes\"", "Yes", false, nullptr, kMismatch, kMismatch, kMismatch},
+            {"early Date", Variant(on(1900, 1, 1)), false, "1/1/1900", "2", "2", kMismatch},
+            {"Date", Variant(on(2007, 3, 15)), false, "3/15/2007", kOver, "39156", kMismatch},
+            {"Date, afternoon", Variant(on(2007, 3, 15, QTime(13, 5, 9))), false,
+             "3/15/2007 1:05:09 PM", kOver, "39157", kMismatch},
+            {"Date, after midnight", Variant(on(1999, 12, 31, QTime(0, 0, 30))), false,
+             "12/31/1999 12:00:30 AM", kOver, "36525", kMismatch},
+        };
+        QTest::addColumn<Conversions>("c");
+        for (const Conversions& c : rows)
+            QTest::newRow(c.name) << c;
+    }
+    void conversions()
+    {
+        QFETCH(Conversions, c);
+        QCOMPARE(c.value.isNumeric(), c.numeric);
+        QCOMPARE(c.value.toText(), c.text ? QString::fromUtf8(c.text) : c.value.stringValue());
+        QCOMPARE(outcome([&] { return c.value.toInt16(); }), c.int16);
+        QCOMPARE(outcome([&] { return c.value.toInt32(); }), c.int32);
+        QCOMPARE(outcome([&] { return c.value.toBool(); }), c.boolean);
+    }
+
+    void leadingNumber_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<double>("expected");
+        const std::pair<const char*, double> rows[] = {
+            {"True", 0},    {"", 0},      {" 1 2", 12},     {"-3.5x", -3.5}, {"1.2.3", 1.2},
+            {"2e-1x", 0.2}, {"12e+", 12}, {"\t4\r\n2", 42}, {"5-3", 5},      {"-", 0}};
+        for (const auto& [text, expected] : rows)
+            QTest::newRow(qPrintable(QStringLiteral("\"%1\"").arg(text))) << text << expected;
+    }
+    void leadingNumber()
+    {
+        QFETCH(QString, text);
+        QFETCH(double, expected);
+        QCOMPARE(tarnaxe::leadingNumber(text), expected);
+    }
+
+    void parseDate_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QDateTime>("expected"); // invalid when the text is no date
+        const std::pair<const char*, QDateTime> rows[] = {
+            {"  3/15/2007 ", on(2007, 3, 15)},
+            {"2007-03-15T08:30:05", on(2007, 3, 15, QTime(8, 30, 5))},
+            {"01/01/1940", on(1940, 1, 1)},
+            {"3/15/2007 1:05:09 PM", on(2007, 3, 15, QTime(13, 5, 9))},
+            {"3/15/2007 13:05", on(2007, 3, 15, QTime(13, 5))},
+            {"1/1/29", on(2029, 1, 1)},
+            {"1/1/30", on(1930, 1, 1)},
+            {"2/29/00", on(2000, 2, 29)},
+            {"2/30/2007", QDateTime()},
+            {"13/1/2007", QDateTime()},
+            {"not a date", QDateTime()}};
+        for (const auto& [text, expected] : rows)
+            QTest::newRow(text) << text << expected;
+    }
+    void parseDate()
+    {
+        QFETCH(QString, text);
+        QFETCH(QDateTime, expected);
+        QCOMPARE(Variant::parseDate(text), expected);
+    }
+
+    void windows1252_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("euro, quotes and dashes") << QByteArray("\x80\x93q\x94\x96\x97") << "€“q”–—";
+        QTest::newRow("last of the table") << QByteArray("\x9F") << "Ÿ";
+        QTest::newRow("unused bytes")
+            << QByteArray("\x81\x8D\x8F\x90\x9D") << "\u0081\u008D\u008F\u0090\u009D";
+        QTest::newRow("latin-1 half, NUL kept")
+            << QByteArray("\xA0\xE9\xFF\0", 4) << QStringView(u"\u00A0é\u00FF\0", 4).toString();
+    }
+    // Every byte has a character and comes back from it.
+    void windows1252()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, text);
+        QCOMPARE(fromWindows1252(bytes), text);
+        QCOMPARE(toWindows1252(text), bytes);
+        QByteArray all(256, Qt::Uninitialized);
+        for (int i = 0; i < 256; ++i)
+            all[i] = char(i);
+        QCOMPARE(toWindows1252(fromWindows1252(all)), all);
+        QCOMPARE(toWindows1252(u"a\u65E5z\U0001F600"), QByteArray("a?z??")); // unmappable
+    }
+
+    void utf8OrWindows1252_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("utf-8") << QByteArray("caf\xC3\xA9 \xE2\x82\xAC") << "café €";
+        QTest::newRow("windows-1252") << QByteArray("caf\xE9 \x80") << "café €";
+        QTest::newRow("cut utf-8 sequence") << QByteArray("ab\xC3") << "abÃ";
+        QTest::newRow("overlong utf-8") << QByteArray("\xC0\xAF") << "À¯";
+        QTest::newRow("byte-order mark kept")
+            << QByteArray("\xEF\xBB\xBFx") << QStringView(u"\uFEFFx").toString();
+    }
+    void utf8OrWindows1252()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, expected);
+        QCOMPARE(decodeUtf8OrWindows1252(bytes), expected);
+    }
 };
-
-void TestVariant::isNumeric_data()
-{
-    QTest::addColumn<Variant>("value");
-    QTest::addColumn<bool>("expected");
-
-    QTest::newRow("Empty") << Variant() << true;
-    QTest::newRow("True") << Variant(true) << true;
-    QTest::newRow("False") << Variant(false) << true;
-    QTest::newRow("Integer") << Variant(qint16(5)) << true;
-    QTest::newRow("Long") << Variant(qint32(70000)) << true;
-    QTest::newRow("Double") << Variant(2.5) << true;
-    QTest::newRow("\"12\"") << Variant("12") << true;
-    QTest::newRow("\" 12 \"") << Variant(" 12 ") << true;
-    QTest::newRow("\"-1.5\"") << Variant("-1.5") << true;
-    QTest::newRow("\".5\"") << Variant(".5") << true;
-    QTest::newRow("\"1e3\"") << Variant("1e3") << true;
-    QTest::newRow("\"1D2\"") << Variant("1D2") << true;
-    QTest::newRow("\"&H1F\"") << Variant("&H1F") << true;
-    QTest::newRow("\"&o17\"") << Variant("&o17") << true;
-    QTest::newRow("\"abc\"") << Variant("abc") << false;
-    QTest::newRow("\"\"") << Variant("") << false;
-    QTest::newRow("\"  \"") << Variant("  ") << false;
-    QTest::newRow("\"1.2.3\"") << Variant("1.2.3") << false;
-    QTest::newRow("\"12abc\"") << Variant("12abc") << false;
-    QTest::newRow("\"1e\"") << Variant("1e") << false;
-    QTest::newRow("\"&H\"") << Variant("&H") << false;
-    QTest::newRow("\"&HG\"") << Variant("&HG") << false;
-    QTest::newRow("\"True\"") << Variant("True") << false;
-    QTest::newRow("Date") << dateVariant(2007, 3, 15) << false;
-}
-
-void TestVariant::isNumeric()
-{
-    QFETCH(Variant, value);
-    QFETCH(bool, expected);
-    QCOMPARE(value.isNumeric(), expected);
-}
-
-void TestVariant::numericTextValue_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<double>("expected");
-
-    QTest::newRow("blanks") << " 12 " << 12.0;
-    QTest::newRow("sign and fraction") << "-1.5" << -1.5;
-    QTest::newRow("exponent") << "1e3" << 1000.0;
-    QTest::newRow("D exponent") << "1D2" << 100.0;
-    QTest::newRow("hexadecimal") << "&H1F" << 31.0;
-    QTest::newRow("octal") << "&O17" << 15.0;
-}
-
-void TestVariant::numericTextValue()
-{
-    QFETCH(QString, text);
-    QFETCH(double, expected);
-    double value = -999;
-    QVERIFY(tarnaxe::isNumericText(text, &value));
-    QCOMPARE(value, expected);
-}
-
-void TestVariant::toText_data()
-{
-    QTest::addColumn<Variant>("value");
-    QTest::addColumn<QString>("expected");
-
-    QTest::newRow("True") << Variant(true) << "True";
-    QTest::newRow("False") << Variant(false) << "False";
-    QTest::newRow("Empty") << Variant() << "";
-    QTest::newRow("Integer") << Variant(qint16(-5)) << "-5";
-    QTest::newRow("Long") << Variant(qint32(100000)) << "100000";
-    QTest::newRow("whole Double") << Variant(3.0) << "3";
-    QTest::newRow("Double") << Variant(2.5) << "2.5";
-    QTest::newRow("negative fraction") << Variant(-0.125) << "-0.125";
-    QTest::newRow("one tenth") << Variant(0.1) << "0.1";
-    QTest::newRow("large whole Double") << Variant(123456789012345.0) << "123456789012345";
-    QTest::newRow("huge Double") << Variant(1e20) << "1E+20";
-    QTest::newRow("tiny Double") << Variant(1e-5) << "1E-05";
-    QTest::newRow("String") << Variant("as is ") << "as is ";
-    QTest::newRow("Date") << dateVariant(2007, 3, 15) << "3/15/2007";
-    QTest::newRow("Date, afternoon")
-        << dateVariant(2007, 3, 15, QTime(13, 5, 9)) << "3/15/2007 1:05:09 PM";
-    QTest::newRow("Date, after midnight")
-        << dateVariant(1999, 12, 31, QTime(0, 0, 30)) << "12/31/1999 12:00:30 AM";
-}
-
-void TestVariant::toText()
-{
-    QFETCH(Variant, value);
-    QFETCH(QString, expected);
-    QCOMPARE(value.toText(), expected);
-}
-
-void TestVariant::toInt16_data()
-{
-    QTest::addColumn<Variant>("value");
-    QTest::addColumn<int>("expected");
-    QTest::addColumn<int>("error");
-
-    QTest::newRow("2.5 to even") << Variant(2.5) << 2 << kNoError;
-    QTest::newRow("3.5 to even") << Variant(3.5) << 4 << kNoError;
-    QTest::newRow("-2.5 to even") << Variant(-2.5) << -2 << kNoError;
-    QTest::newRow("-3.5 to even") << Variant(-3.5) << -4 << kNoError;
-    QTest::newRow("below half") << Variant(1.4999) << 1 << kNoError;
-    QTest::newRow("above half") << Variant(1.5001) << 2 << kNoError;
-    QTest::newRow("\"2.5\"") << Variant("2.5") << 2 << kNoError;
-    QTest::newRow("\" 7 \"") << Variant(" 7 ") << 7 << kNoError;
-    QTest::newRow("\"&H1F\"") << Variant("&H1F") << 31 << kNoError;
-    QTest::newRow("True") << Variant(true) << -1 << kNoError;
-    QTest::newRow("False") << Variant(false) << 0 << kNoError;
-    QTest::newRow("Empty") << Variant() << 0 << kNoError;
-    QTest::newRow("largest") << Variant(qint32(32767)) << 32767 << kNoError;
-    QTest::newRow("smallest") << Variant(qint32(-32768)) << -32768 << kNoError;
-    QTest::newRow("-32768.5 to even") << Variant(-32768.5) << -32768 << kNoError;
-    QTest::newRow("early Date") << dateVariant(1900, 1, 1) << 2 << kNoError;
-    QTest::newRow("32768") << Variant(qint32(32768)) << 0 << kOverflow;
-    QTest::newRow("32767.5 rounds over") << Variant(32767.5) << 0 << kOverflow;
-    QTest::newRow("-32769") << Variant(qint32(-32769)) << 0 << kOverflow;
-    QTest::newRow("\"40000\"") << Variant("40000") << 0 << kOverflow;
-    QTest::newRow("recent Date") << dateVariant(2007, 3, 15) << 0 << kOverflow;
-    QTest::newRow("\"abc\"") << Variant("abc") << 0 << kTypeMismatch;
-    QTest::newRow("\"\"") << Variant("") << 0 << kTypeMismatch;
-    QTest::newRow("\"True\"") << Variant("True") << 0 << kTypeMismatch;
-}
-
-void TestVariant::toInt16()
-{
-    QFETCH(Variant, value);
-    QFETCH(int, expected);
-    QFETCH(int, error);
-    try {
-        const qint16 result = value.toInt16();
-        QCOMPARE(kNoError, error);
-        QCOMPARE(result, expected);
-    } catch (const AutomationError& e) {
-        QCOMPARE(e.number(), error);
-    }
-}
-
-void TestVariant::toInt32_data()
-{
-    QTest::addColumn<Variant>("value");
-    QTest::addColumn<qint32>("expected");
-    QTest::addColumn<int>("error");
-
-    QTest::newRow("2.5 to even") << Variant(2.5) << 2 << kNoError;
-    QTest::newRow("3.5 to even") << Variant(3.5) << 4 << kNoError;
-    QTest::newRow("\"40000\"") << Variant("40000") << 40000 << kNoError;
-    QTest::newRow("Integer") << Variant(qint16(-7)) << -7 << kNoError;
-    QTest::newRow("True") << Variant(true) << -1 << kNoError;
-    QTest::newRow("largest") << Variant(2147483647.0) << 2147483647 << kNoError;
-    QTest::newRow("smallest") << Variant(-2147483648.0) << qint32(-2147483647 - 1) << kNoError;
-    QTest::newRow("Date") << dateVariant(2007, 3, 15) << 39156 << kNoError;
-    QTest::newRow("rounds over") << Variant(2147483647.5) << 0 << kOverflow;
-    QTest::newRow("1e10") << Variant(1e10) << 0 << kOverflow;
-    QTest::newRow("\"-3e9\"") << Variant("-3e9") << 0 << kOverflow;
-    QTest::newRow("\"abc\"") << Variant("abc") << 0 << kTypeMismatch;
-}
-
-void TestVariant::toInt32()
-{
-    QFETCH(Variant, value);
-    QFETCH(qint32, expected);
-    QFETCH(int, error);
-    try {
-        const qint32 result = value.toInt32();
-        QCOMPARE(kNoError, error);
-        QCOMPARE(result, expected);
-    } catch (const AutomationError& e) {
-        QCOMPARE(e.number(), error);
-    }
-}
-
-void TestVariant::toBool_data()
-{
-    QTest::addColumn<Variant>("value");
-    QTest::addColumn<bool>("expected");
-    QTest::addColumn<int>("error");
-
-    QTest::newRow("\"true\"") << Variant("true") << true << kNoError;
-    QTest::newRow("\"False\"") << Variant("False") << false << kNoError;
-    QTest::newRow("\"TRUE\"") << Variant("TRUE") << true << kNoError;
-    QTest::newRow("0") << Variant(qint16(0)) << false << kNoError;
-    QTest::newRow("-1") << Variant(qint16(-1)) << true << kNoError;
-    QTest::newRow("0.5") << Variant(0.5) << true << kNoError;
-    QTest::newRow("\"0\"") << Variant("0") << false << kNoError;
-    QTest::newRow("\"2\"") << Variant("2") << true << kNoError;
-    QTest::newRow("True") << Variant(true) << true << kNoError;
-    QTest::newRow("Empty") << Variant() << false << kNoError;
-    QTest::newRow("\"abc\"") << Variant("abc") << false << kTypeMismatch;
-    QTest::newRow("\"\"") << Variant("") << false << kTypeMismatch;
-    QTest::newRow("\"Yes\"") << Variant("Yes") << false << kTypeMismatch;
-    QTest::newRow("Date") << dateVariant(2007, 3, 15) << false << kTypeMismatch;
-}
-
-void TestVariant::toBool()
-{
-    QFETCH(Variant, value);
-    QFETCH(bool, expected);
-    QFETCH(int, error);
-    try {
-        const bool result = value.toBool();
-        QCOMPARE(kNoError, error);
-        QCOMPARE(result, expected);
-    } catch (const AutomationError& e) {
-        QCOMPARE(e.number(), error);
-    }
-}
-
-void TestVariant::errorDescriptions()
-{
-    try {
-        Variant("abc").toInt16();
-        QFAIL("no error");
-    } catch (const AutomationError& e) {
-        QCOMPARE(e.description(), QStringLiteral("Type mismatch"));
-        QCOMPARE(QByteArray(e.what()), QByteArray("Type mismatch"));
-    }
-    try {
-        Variant("40000").toInt16();
-        QFAIL("no error");
-    } catch (const AutomationError& e) {
-        QCOMPARE(e.description(), QStringLiteral("Overflow"));
-    }
-}
-
-void TestVariant::leadingNumber_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<double>("expected");
-
-    QTest::newRow("\"True\"") << "True" << 0.0;
-    QTest::newRow("\"12abc\"") << "12abc" << 12.0;
-    QTest::newRow("\" 1 2\"") << " 1 2" << 12.0;
-    QTest::newRow("\"-3.5x\"") << "-3.5x" << -3.5;
-    QTest::newRow("\"\"") << "" << 0.0;
-    QTest::newRow("\".5\"") << ".5" << 0.5;
-    QTest::newRow("\"1.2.3\"") << "1.2.3" << 1.2;
-    QTest::newRow("\"1e3x\"") << "1e3x" << 1000.0;
-    QTest::newRow("\"2e-1\"") << "2e-1" << 0.2;
-    QTest::newRow("dangling exponent") << "12e" << 12.0;
-    QTest::newRow("dangling exponent sign") << "12e+" << 12.0;
-    QTest::newRow("tab and line end skipped") << "\t4\r\n2" << 42.0;
-    QTest::newRow("second sign stops") << "5-3" << 5.0;
-    QTest::newRow("sign alone") << "-" << 0.0;
-}
-
-void TestVariant::leadingNumber()
-{
-    QFETCH(QString, text);
-    QFETCH(double, expected);
-    QCOMPARE(tarnaxe::leadingNumber(text), expected);
-}
-
-void TestVariant::parseDate_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QDateTime>("expected"); // invalid when the text is no date
-
-    const auto at = [](int y, int m, int d, QTime time = QTime(0, 0)) {
-        return QDateTime(QDate(y, m, d), time);
-    };
-    QTest::newRow("M/D/YYYY") << "3/15/2007" << at(2007, 3, 15);
-    QTest::newRow("ISO") << "2007-03-15" << at(2007, 3, 15);
-    QTest::newRow("ISO with time") << "2007-03-15T08:30:05" << at(2007, 3, 15, QTime(8, 30, 5));
-    QTest::newRow("1940") << "1/1/1940" << at(1940, 1, 1);
-    QTest::newRow("leading zeros") << "01/01/1950" << at(1950, 1, 1);
-    QTest::newRow("blanks around") << "  3/15/2007 " << at(2007, 3, 15);
-    QTest::newRow("12-hour time") << "3/15/2007 1:05:09 PM" << at(2007, 3, 15, QTime(13, 5, 9));
-    QTest::newRow("24-hour time") << "3/15/2007 13:05" << at(2007, 3, 15, QTime(13, 5));
-    QTest::newRow("two-digit 07") << "3/15/07" << at(2007, 3, 15);
-    QTest::newRow("two-digit 29") << "1/1/29" << at(2029, 1, 1);
-    QTest::newRow("two-digit 30") << "1/1/30" << at(1930, 1, 1);
-    QTest::newRow("two-digit 99") << "12/31/99" << at(1999, 12, 31);
-    QTest::newRow("two-digit leap day 00") << "2/29/00" << at(2000, 2, 29);
-    QTest::newRow("February 30") << "2/30/2007" << QDateTime();
-    QTest::newRow("month 13") << "13/1/2007" << QDateTime();
-    QTest::newRow("not a date") << "not a date" << QDateTime();
-    QTest::newRow("empty") << "" << QDateTime();
-}
-
-void TestVariant::parseDate()
-{
-    QFETCH(QString, text);
-    QFETCH(QDateTime, expected);
-    const QDateTime parsed = Variant::parseDate(text);
-    QCOMPARE(parsed.isValid(), expected.isValid());
-    if (expected.isValid())
-        QCOMPARE(parsed, expected);
-}
 
 QTEST_GUILESS_MAIN(TestVariant)
 #include "tst_variant.moc"
