@@ -126,6 +126,7 @@ private slots:
         QFile::setPermissions(preset, QFileDevice::ReadOwner | QFileDevice::ReadOther);
         LocalSettings settings(LocalSettings::userFilePath(preset));
         QCOMPARE(settings.filePath(), ini());
+        QVERIFY(QFileInfo(ini()).permissions() & QFileDevice::WriteOwner); // root writes anyway
         settings.load();
         QCOMPARE(settings.EMSEstPlatform[1], "EMS: CCC");
         // The user's copy is theirs to change; the preset stays, and never replaces it.

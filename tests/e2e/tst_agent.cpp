@@ -54,14 +54,18 @@ private slots:
         QCOMPARE(byref[5], "");
     }
 
+    // The second page comes from one of the origins the settings allow.
     void secondPageSharesTheProcessState()
     {
-        AgentProcess agent;
+        AgentProcess agent("[HostBridge]\nPort=0\n"
+                           "AllowedOrigins=https://claims.example https://office.example\n");
         QVERIFY2(agent.start(), qPrintable(agent.error()));
         BridgeClient first;
         BridgeClient second;
+        QNetworkRequest office{QUrl(agent.url())};
+        office.setRawHeader("Origin", "https://office.example");
         QVERIFY(first.open(agent.url()));
-        QVERIFY(second.open(agent.url()));
+        QVERIFY(second.open(office));
         first.call("ScaleFactor", "put", {64000});
         QCOMPARE(second.get("ScaleFactor"), 64000);
         second.call(QStringLiteral("Init"));

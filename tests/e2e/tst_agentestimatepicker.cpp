@@ -34,8 +34,8 @@ private slots:
         QString newerMatch;
         for (int i = 1; i <= 20; ++i) {
             emswriter::EmsSetBuilder set(exports, QStringLiteral("%1").arg(i, 4, 10, QChar('0')));
-            if (i == 7 || i == 15)
-                set.set("CLM_NO", "CLM-77").set("V_VIN", "1HGCM82633A004352");
+            if (i == 7 || i == 15 || i == 18) // the newest has the claim, not the VIN
+                set.set("CLM_NO", "CLM-77").set("V_VIN", i == 18 ? "2FAFP" : "1HGCM82633A004352");
             if (i % 4 == 0)
                 set.set("TRANS_TYPE", "S").set("EST_SYSTEM", "C");
             QVERIFY(set.exportedAt(start.addSecs(i * 3600)).write());
