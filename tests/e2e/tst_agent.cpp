@@ -2,23 +2,13 @@
 
 #include "support/AgentProcess.h"
 #include "support/BridgeClient.h"
+#include "support/FileContents.h"
 
-#include <QFile>
 #include <QJsonArray>
 #include <QTcpServer>
 #include <QTest>
 
 using namespace tarnaxe::test;
-
-namespace {
-
-QJsonObject error13()
-{
-    return {{QStringLiteral("number"), 13},
-            {QStringLiteral("description"), QStringLiteral("Type mismatch")}};
-}
-
-} // namespace
 
 class TestAgent : public QObject {
     Q_OBJECT
@@ -31,76 +21,53 @@ private slots:
         BridgeClient page;
         QVERIFY(page.open(agent.url()));
 
-        const QJsonObject describe = page.call(QStringLiteral("$describe"));
-        const QJsonArray members = describe.value(QLatin1String("result"))
-                                       .toObject()
-                                       .value(QLatin1String("members"))
-                                       .toArray();
+        const QJsonArray members = page.invoke("$describe")["members"].toArray();
         QCOMPARE(members.size(), 44);
         for (int i = 0; i < members.size(); ++i)
-            QCOMPARE(members[i].toObject().value(QLatin1String("slot")).toInt(), i + 1);
-        QCOMPARE(members[0].toObject().value(QLatin1String("name")).toString(),
-                 QStringLiteral("Init"));
-        QCOMPARE(members[43].toObject().value(QLatin1String("name")).toString(),
-                 QStringLiteral("EstimatePath"));
+            QCOMPARE(members[i]["slot"].toInt(), i + 1);
+        QCOMPARE(members[0]["name"], "Init");
+        QCOMPARE(members[43]["name"], "EstimatePath");
 
         // The pulse runs, but PublishInfo waits for Init.
         QVERIFY(!page.waitForEvent(QStringLiteral("PublishInfo"), 1600));
 
-        QVERIFY(page.call(QStringLiteral("Init")).contains(QLatin1String("result")));
-        QCOMPARE(page.call(QStringLiteral("CommandStatus"), QStringLiteral("get"))
-                     .value(QLatin1String("result"))
-                     .toString(),
-                 QStringLiteral("OK"));
-        QCOMPARE(page.call(QStringLiteral("Version"), QStringLiteral("get"))
-                     .value(QLatin1String("result"))
-                     .toString(),
-                 QStringLiteral("4.0.6"));
-        QCOMPARE(page.call(QStringLiteral("ProcessID"), QStringLiteral("get"))
-                     .value(QLatin1String("result"))
-                     .toInteger(),
-                 agent.processId());
-        QCOMPARE(page.call(QStringLiteral("TheNameOf"), QStringLiteral("get"),
-                           {QStringLiteral("Photos"), 1})
-                     .value(QLatin1String("result"))
-                     .toString(),
-                 QStringLiteral("<bad photo number>"));
-        QCOMPARE(page.call(QStringLiteral("TheNameOf"), QStringLiteral("get"),
-                           {QStringLiteral("Files"), QStringLiteral("abc")})
-                     .value(QLatin1String("error"))
-                     .toObject(),
-                 error13());
+        QVERIFY(page.call("Init").contains("result"));
+        QCOMPARE(page.get("CommandStatus"), "OK");
+        QCOMPARE(page.get("Version"), "4.0.6");
+        QCOMPARE(page.get("ProcessID").toInteger(), agent.processId());
+        QCOMPARE(page.get("TheNameOf", {"Photos", 1}), "<bad photo number>");
+        QCOMPARE(page.call("TheNameOf", "get", {"Files", "abc"}).value("error").toObject(),
+                 QJsonObject({{"number", 13}, {"description", "Type mismatch"}}));
         QVERIFY(page.waitForEvent(QStringLiteral("PublishInfo"), 3000));
 
-        const QString root = agent.home().cacheHome() + QStringLiteral("/FerroClient");
-        QVERIFY(QFileInfo(root + QStringLiteral("/IEUser1")).isDir());
-        QFile master(root + QStringLiteral("/Master.dat"));
-        QVERIFY(master.open(QIODevice::ReadOnly));
-        QCOMPARE(master.readAll(), QByteArray("\x02\x00", 2));
+        const QString root = agent.home().cacheHome() + "/FerroClient";
+        QVERIFY(QFileInfo(root + "/IEUser1").isDir());
+        QCOMPARE(fileContents(root + "/Master.dat"), QByteArray("\x02\x00", 2));
 
         // By-reference arguments come back with their values after the call.
-        const QJsonObject info =
-            page.call(QStringLiteral("GetBasicEstimateInfo"), QStringLiteral("method"),
-                      {QStringLiteral("/tmp/x.txt"), 0, 0, 0, 0, 0, 0, 0});
-        const QJsonArray byref = info.value(QLatin1String("byref")).toArray();
+        const QJsonArray byref =
+            page.call("GetBasicEstimateInfo", "method", {"/tmp/x.txt", 0, 0, 0, 0, 0, 0, 0})
+                .value("byref")
+                .toArray();
         QCOMPARE(byref.size(), 8);
-        QCOMPARE(byref[1].toString(), QStringLiteral("<error>"));
-        QCOMPARE(byref[5].toString(), QString());
+        QCOMPARE(byref[1], "<error>");
+        QCOMPARE(byref[5], "");
     }
 
+    // The second page comes from one of the origins the settings allow.
     void secondPageSharesTheProcessState()
     {
-        AgentProcess agent;
+        AgentProcess agent("[HostBridge]\nPort=0\n"
+                           "AllowedOrigins=https://claims.example https://office.example\n");
         QVERIFY2(agent.start(), qPrintable(agent.error()));
         BridgeClient first;
         BridgeClient second;
+        QNetworkRequest office{QUrl(agent.url())};
+        office.setRawHeader("Origin", "https://office.example");
         QVERIFY(first.open(agent.url()));
-        QVERIFY(second.open(agent.url()));
-        first.call(QStringLiteral("ScaleFactor"), QStringLiteral("put"), {64000});
-        QCOMPARE(second.call(QStringLiteral("ScaleFactor"), QStringLiteral("get"))
-                     .value(QLatin1String("result"))
-                     .toInt(),
-                 64000);
+        QVERIFY(second.open(office));
+        first.call("ScaleFactor", "put", {64000});
+        QCOMPARE(second.get("ScaleFactor"), 64000);
         second.call(QStringLiteral("Init"));
         QVERIFY(second.waitForEvent(QStringLiteral("PublishInfo"), 3000));
         QVERIFY(first.events.isEmpty());
@@ -120,34 +87,33 @@ private slots:
         }
         BridgeClient other;
         QVERIFY(other.open(agent.url()));
-        QCOMPARE(other.call(QStringLiteral("Version"), QStringLiteral("get"))
-                     .value(QLatin1String("result"))
-                     .toString(),
-                 QStringLiteral("4.0.6"));
+        QCOMPARE(other.get("Version"), "4.0.6");
         QCOMPARE(agent.process().state(), QProcess::Running);
     }
 
+    void commandLine_data()
+    {
+        QTest::addColumn<QString>("option");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QByteArray>("output"); // the start of standard output, or of errors
+        QTest::newRow("version") << "--version" << 0 << QByteArray("tarnaxe 4.0.6\n");
+        QTest::newRow("help") << "--help" << 0 << QByteArray("Usage: tarnaxe");
+        QTest::newRow("unknown") << "--frobnicate" << 2
+                                 << QByteArray("tarnaxe: unknown option '--frobnicate'");
+    }
     void commandLine()
     {
+        QFETCH(QString, option);
+        QFETCH(int, exitCode);
+        QFETCH(QByteArray, output);
         AgentProcess agent;
-        QProcess& process = agent.process();
-        process.setArguments({QStringLiteral("--version")});
-        process.start();
-        QVERIFY(process.waitForFinished(10000));
-        QCOMPARE(process.exitCode(), 0);
-        QCOMPARE(process.readAllStandardOutput().trimmed(), QByteArray("tarnaxe 4.0.6"));
-
-        process.setArguments({QStringLiteral("--help")});
-        process.start();
-        QVERIFY(process.waitForFinished(10000));
-        QCOMPARE(process.exitCode(), 0);
-        QVERIFY(process.readAllStandardOutput().startsWith("Usage: tarnaxe"));
-
-        process.setArguments({QStringLiteral("--frobnicate")});
-        process.start();
-        QVERIFY(process.waitForFinished(10000));
-        QCOMPARE(process.exitCode(), 2);
-        QVERIFY(process.readAllStandardError().contains("--frobnicate"));
+        agent.process().setArguments({option});
+        agent.process().start();
+        QVERIFY(agent.process().waitForFinished(10000));
+        QCOMPARE(agent.process().exitCode(), exitCode);
+        QVERIFY((exitCode ? agent.process().readAllStandardError()
+                          : agent.process().readAllStandardOutput())
+                    .startsWith(output));
     }
 
     void portInUseEndsTheAgent()

@@ -13,45 +13,24 @@
 #include "support/AgentProcess.h"
 #include "support/BridgeClient.h"
 #include "support/DataupServer.h"
+#include "support/PageAgent.h"
 #include "support/ScriptedUi.h"
 #include "support/TempHome.h"
 #include "transfer/TransferForm.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QDir>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QProcess>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 
 using namespace tarnaxe;
 using namespace tarnaxe::test;
 
 namespace {
-
-// Waits for IOStatus events until one that is not "BUSY"; each as "status/message".
-QStringList ioStatuses(BridgeClient& page, int timeoutMs = 60000)
-{
-    QStringList statuses;
-    (void)QTest::qWaitFor(
-        [&] {
-            while (!page.events.isEmpty()) {
-                const QJsonObject event = page.events.takeFirst();
-                if (event.value(QLatin1String("event")).toString() == QLatin1String("IOStatus")) {
-                    const QJsonArray args = event.value(QLatin1String("args")).toArray();
-                    statuses << args[0].toString() + QLatin1Char('/') + args[1].toString();
-                }
-            }
-            return !statuses.isEmpty() && !statuses.last().startsWith(QLatin1String("BUSY"));
-        },
-        timeoutMs);
-    return statuses;
-}
 
 QString emsInfo(const QString& envelope)
 {
@@ -100,11 +79,9 @@ private slots:
         BridgeClient page;
         QVERIFY(page.open(agent.url()));
         page.call(QStringLiteral("Init"));
-        const QJsonObject started =
-            page.call(QStringLiteral("DeliverAssignment"), QStringLiteral("method"),
-                      {m_guid, m_server.hostPort()});
-        QCOMPARE(started.value(QLatin1String("result")), QJsonValue(true));
-        QCOMPARE(ioStatuses(page), (QStringList{kDelivered, QStringLiteral("COMPLETE/No Errors")}));
+        QCOMPARE(page.invoke("DeliverAssignment", {m_guid, m_server.hostPort()}), true);
+        QCOMPARE(page.statusesUntilFinal(),
+                 (QStringList{kDelivered, QStringLiteral("COMPLETE/No Errors")}));
 
         QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden, QDir::Name),
                  (QStringList{"SAMPLE01.ad1", "SAMPLE01.ad2", "SAMPLE01.dbt", "SAMPLE01.env",
@@ -147,30 +124,24 @@ private slots:
 
         // The clerk sees both platforms, unticks CCC and confirms.
         QStringList offered;
-        QTimer clerk;
-        connect(&clerk, &QTimer::timeout, this, [&] {
-            QWidget* dialog = QApplication::activeModalWidget();
-            if (!dialog || dialog->objectName() != QLatin1String("frmFormats") ||
-                !offered.isEmpty())
-                return;
-            const auto boxes = dialog->findChildren<QCheckBox*>(QStringLiteral("chkFormat"));
+        Clerk clerk([&](QWidget* dialog) {
+            if (dialog->objectName() != QLatin1String("frmFormats") || !offered.isEmpty())
+                return false;
+            const auto boxes = dialog->findChildren<QCheckBox*>("chkFormat");
             for (QCheckBox* box : boxes)
                 offered << box->text();
             QTest::mouseClick(boxes.first(), Qt::LeftButton, {},
                               QPoint(6, boxes.first()->height() / 2));
-            QTest::mouseClick(dialog->findChild<QPushButton*>(QStringLiteral("cmdOK")),
-                              Qt::LeftButton);
+            QTest::mouseClick(dialog->findChild<QPushButton*>("cmdOK"), Qt::LeftButton);
+            return true;
         });
-        clerk.start(20);
 
         BridgeClient page;
         QVERIFY(page.open(QStringLiteral("ws://127.0.0.1:%1").arg(bridge.port())));
         page.call(QStringLiteral("Init"));
-        QCOMPARE(page.call(QStringLiteral("DeliverAssignment"), QStringLiteral("method"),
-                           {m_guid, m_server.hostPort()})
-                     .value(QLatin1String("result")),
-                 QJsonValue(true));
-        QCOMPARE(ioStatuses(page), (QStringList{kDelivered, QStringLiteral("COMPLETE/No Errors")}));
+        QCOMPARE(page.invoke("DeliverAssignment", {m_guid, m_server.hostPort()}), true);
+        QCOMPARE(page.statusesUntilFinal(),
+                 (QStringList{kDelivered, QStringLiteral("COMPLETE/No Errors")}));
         QCOMPARE(offered, (QStringList{platform_names::ccc, platform_names::mitchell}));
         QVERIFY(QDir(ccc).isEmpty());
         const QStringList written = QDir(mitchell).entryList(QDir::Files | QDir::Hidden);

@@ -12,17 +12,6 @@
 using namespace tarnaxe::test;
 using namespace tarnaxe::emswriter;
 
-namespace {
-
-QJsonValue result(const QJsonObject& answer)
-{
-    if (!answer.contains(QLatin1String("result")))
-        qWarning() << "answer without a result:" << answer;
-    return answer.value(QLatin1String("result"));
-}
-
-} // namespace
-
 class TestAgentEstimates : public QObject {
     Q_OBJECT
 
@@ -31,57 +20,40 @@ private slots:
     {
         AgentProcess agent;
         QVERIFY2(agent.start(), qPrintable(agent.error()));
-        const QString folder = agent.home().path() + QStringLiteral("/exports");
+        const QString folder = agent.home().path() + "/exports";
         QVERIFY(QDir().mkpath(folder));
         // Upper-case plain names, as some platforms write them.
-        EmsSetBuilder set(folder, QStringLiteral("0001"));
+        EmsSetBuilder set(folder, "0001");
         set.style(EmsStyle::Plain).upperCaseNames().set("V_VIN", "1FAFP34N97W123456");
         QVERIFY(set.write());
 
         BridgeClient page;
         QVERIFY(page.open(agent.url()));
-        QCOMPARE(result(page.call(QStringLiteral("ManualSelectEMS"), QStringLiteral("method"),
-                                  {set.envelopePath()})),
-                 QJsonValue(true));
-        QCOMPARE(result(page.call(QStringLiteral("TheCountOf"), QStringLiteral("get"),
-                                  {QStringLiteral("Estimates")})),
-                 QJsonValue(1));
-        QCOMPARE(result(page.call(QStringLiteral("TheNameOf"), QStringLiteral("get"),
-                                  {QStringLiteral("Estimates"), 1})),
-                 QJsonValue(set.envelopePath()));
+        QCOMPARE(page.invoke("ManualSelectEMS", {set.envelopePath()}), true);
+        QCOMPARE(page.get("TheCountOf", {"Estimates"}), 1);
+        QCOMPARE(page.get("TheNameOf", {"Estimates", 1}), set.envelopePath());
 
-        const QJsonObject info =
-            page.call(QStringLiteral("GetBasicEstimateInfo"), QStringLiteral("method"),
-                      {set.envelopePath(), 0, 0, 0, 0, 0, 0, 0});
-        const QJsonArray byref = info.value(QLatin1String("byref")).toArray();
+        const QJsonArray byref =
+            page.call("GetBasicEstimateInfo", "method", {set.envelopePath(), 0, 0, 0, 0, 0, 0, 0})
+                .value("byref")
+                .toArray();
         QCOMPARE(byref.size(), 8);
-        QCOMPARE(byref[1].toString(), QStringLiteral("07 FORD FOCUS SE"));
-        QVERIFY(byref[2].toString().startsWith(QStringLiteral("12-345678-90")));
-        QVERIFY(byref[3].toString().startsWith(QStringLiteral("POL-778899")));
-        QCOMPARE(byref[4].toString(), QStringLiteral("SMITH, JOHN"));
-        QVERIFY(byref[5].toString().startsWith(QStringLiteral("EST-0001")));
-        QCOMPARE(byref[6].toString(), QStringLiteral("E01"));
-        QCOMPARE(byref[7].toString(), QStringLiteral("DOE, JANE"));
+        QCOMPARE(byref[1], "07 FORD FOCUS SE");
+        QVERIFY(byref[2].toString().startsWith("12-345678-90"));
+        QVERIFY(byref[3].toString().startsWith("POL-778899"));
+        QCOMPARE(byref[4], "SMITH, JOHN");
+        QVERIFY(byref[5].toString().startsWith("EST-0001"));
+        QCOMPARE(byref[6], "E01");
+        QCOMPARE(byref[7], "DOE, JANE");
 
-        QCOMPARE(result(page.call(QStringLiteral("Get_Estimate_Field"), QStringLiteral("method"),
-                                  {QStringLiteral("V_VIN")})),
-                 QJsonValue(true));
-        QCOMPARE(result(page.call(QStringLiteral("EstimateField"), QStringLiteral("get")))
-                     .toString()
-                     .trimmed(),
-                 QStringLiteral("1FAFP34N97W123456"));
-        QCOMPARE(result(page.call(QStringLiteral("Get_Estimate_Field"), QStringLiteral("method"),
-                                  {QStringLiteral("NO_SUCH")})),
-                 QJsonValue(false));
+        QCOMPARE(page.invoke("Get_Estimate_Field", {"V_VIN"}), true);
+        QCOMPARE(page.get("EstimateField").toString().trimmed(), "1FAFP34N97W123456");
+        QCOMPARE(page.invoke("Get_Estimate_Field", {"NO_SUCH"}), false);
 
         // A set that cannot be read is not attached.
         QVERIFY(QFile::remove(set.memberPath(tarnaxe::EmsMember::Vehicle)));
-        QCOMPARE(result(page.call(QStringLiteral("ManualSelectEMS"), QStringLiteral("method"),
-                                  {set.envelopePath()})),
-                 QJsonValue(false));
-        QCOMPARE(result(page.call(QStringLiteral("TheCountOf"), QStringLiteral("get"),
-                                  {QStringLiteral("Estimates")})),
-                 QJsonValue(1));
+        QCOMPARE(page.invoke("ManualSelectEMS", {set.envelopePath()}), false);
+        QCOMPARE(page.get("TheCountOf", {"Estimates"}), 1);
     }
 };
 

@@ -2,22 +2,16 @@
 // scripts/setup-pdf-printer) into the agent that main() runs, in process: the page enables
 // capture, lp prints a text file, and the question comes (the time it took is printed).
 
-#include "Agent.h"
-#include "bridge/HostBridge.h"
 #include "platform/ProfileFile.h"
-#include "support/BridgeClient.h"
 #include "support/FileContents.h"
+#include "support/PageAgent.h"
 #include "support/TempHome.h"
 
-#include <QApplication>
 #include <QElapsedTimer>
-#include <QMessageBox>
 #include <QProcess>
-#include <QPushButton>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 #include <csignal>
 #include <unistd.h>
 
@@ -46,38 +40,28 @@ private slots:
 
         const QString ini = home.configHome() + QStringLiteral("/TarnAxe/TarnLocal.ini");
         ProfileFile(ini).write("LocalSettings", "PDFDriver", "1");
-        Agent agent(ini);
-        HostBridgeOptions options;
-        options.port = 0;
-        HostBridge bridge(options, [&agent] { return agent.newIO(); });
-        QString error;
-        QVERIFY2(bridge.listen(&error), qPrintable(error));
-        BridgeClient page;
-        QVERIFY(page.open(QStringLiteral("ws://127.0.0.1:%1").arg(bridge.port())));
+        PageAgent agent(ini);
+        QVERIFY(agent.open());
+        BridgeClient& page = agent.page;
         page.call("Init");
-        QCOMPARE(page.call("EnablePrintCapture")["result"], QJsonValue(true));
+        QCOMPARE(page.invoke("EnablePrintCapture"), true);
 
         QElapsedTimer sinceLp;
         qint64 asked = -1;
-        QTimer clerk;
-        connect(&clerk, &QTimer::timeout, this, [&] {
-            if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
-                asked = sinceLp.elapsed();
-                QCOMPARE(box->text(), "Printed document was received, attach to claim? ");
-                box->button(QMessageBox::Ok)->click();
-            }
+        Clerk clerk([&](QWidget*) {
+            asked = sinceLp.elapsed();
+            return false; // the question is answered OK
         });
-        clerk.start(20);
         const QString text = home.path() + "/repair-order.txt";
         QVERIFY(writeFileContents(text, "REPAIR ORDER 4471\nFront bumper, replace.\n"));
         sinceLp.start();
         QCOMPARE(
             QProcess::execute("lp", {"-h", cups.filePath("cups.sock"), "-d", "Office-PDF", text}),
             0);
-        QTRY_COMPARE_WITH_TIMEOUT(page.call("TheCountOf", "get", {"PrintDocs"})["result"],
-                                  QJsonValue(1), 15000);
+        QTRY_COMPARE_WITH_TIMEOUT(page.get("TheCountOf", {"PrintDocs"}), 1, 15000);
+        QCOMPARE(clerk.seen, QStringList{"Printed document was received, attach to claim? "});
         qInfo("from lp to the question: %lld ms", asked);
-        const QString pdf = page.call("TheNameOf", "get", {"PrintDocs", 1})["result"].toString();
+        const QString pdf = page.get("TheNameOf", {"PrintDocs", 1}).toString();
         QVERIFY2(pdf.endsWith("/FerroClient/IEUser1/1.pdf"), qPrintable(pdf));
         QCOMPARE(QProcess::execute("pdfinfo", {pdf}), 0);
     }

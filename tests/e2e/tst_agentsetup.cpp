@@ -2,18 +2,14 @@
 // modeless, a second call brings it to the front, and what is saved keeps every line that
 // the settings file held. Screenshots of it and of the chooser go to test-output/config.
 
-#include "Agent.h"
-#include "bridge/HostBridge.h"
 #include "config/DirectoryChooserDialog.h"
-#include "support/BridgeClient.h"
 #include "support/FileContents.h"
+#include "support/PageAgent.h"
 #include "support/TempHome.h"
 
-#include <QApplication>
 #include <QComboBox>
 #include <QDir>
 #include <QLineEdit>
-#include <QPushButton>
 #include <QTest>
 
 using namespace tarnaxe;
@@ -31,19 +27,14 @@ private slots:
                                   "EMSEstPlatform1=EMS: Mitchell\nEMSImportPath1=" +
                                   home.path().toUtf8() + "\n";
         QVERIFY(writeFileContents(ini, before));
-        Agent agent(ini);
-        HostBridgeOptions options;
-        options.port = 0;
-        HostBridge bridge(options, [&agent] { return agent.newIO(); });
-        QString error;
-        QVERIFY2(bridge.listen(&error), qPrintable(error));
-        BridgeClient page;
-        QVERIFY(page.open(QStringLiteral("ws://127.0.0.1:%1").arg(bridge.port())));
+        PageAgent agent(ini);
+        QVERIFY(agent.open());
+        BridgeClient& page = agent.page;
 
         QVERIFY(page.call("PerformSetup").contains("result"));
-        QCOMPARE(page.call("GetFormStatus", "method", {"LOCALSETUP"})["result"], "LOADED");
+        QCOMPARE(page.invoke("GetFormStatus", {"LOCALSETUP"}), "LOADED");
         page.call("PerformSetup");
-        auto* form = qobject_cast<QWidget*>(agent.context().forms.find("frmLocalSetup"));
+        auto* form = qobject_cast<QWidget*>(agent.agent.context().forms.find("frmLocalSetup"));
         const QWidgetList windows = QApplication::topLevelWidgets();
         QCOMPARE(std::count(windows.begin(), windows.end(), form), 1);
         form->findChild<QLineEdit*>("txtExportPath2")->setText(home.path());
@@ -54,7 +45,7 @@ private slots:
         QVERIFY(DirectoryChooserDialog(home.path()).grab().save(shots + "/select-path.png"));
 
         form->findChild<QPushButton*>("cmdSave")->click();
-        QTRY_COMPARE(page.call("GetFormStatus", "method", {"LOCALSETUP"})["result"], "UNLOADED");
+        QTRY_COMPARE(page.invoke("GetFormStatus", {"LOCALSETUP"}), "UNLOADED");
         const QByteArray saved = fileContents(ini);
         for (const QByteArray& line : before.split('\n'))
             QVERIFY2(saved.contains(line), line.constData());

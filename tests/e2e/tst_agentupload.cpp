@@ -15,15 +15,6 @@ using tarnaxe::emswriter::EmsStyle;
 
 namespace {
 
-QJsonValue moveFiles(BridgeClient& page, const QString& assignment, const QString& worker,
-                     const QString& server)
-{
-    return page
-        .call(QStringLiteral("MoveFilesToServer"), QStringLiteral("method"),
-              {assignment, worker, QStringLiteral("3"), server})
-        .value(QLatin1String("result"));
-}
-
 const QString kBusy = QStringLiteral("BUSY/Save Collected Information");
 const QString kComplete = QStringLiteral("COMPLETE/No Errors");
 
@@ -47,44 +38,37 @@ private slots:
         QVERIFY2(agent.start(), qPrintable(agent.error()));
         BridgeClient page;
         QVERIFY(page.open(agent.url()));
-        page.call(QStringLiteral("Init"));
+        page.call("Init");
         for (const char* base : {"0001", "0002", "0003"}) {
             EmsSetBuilder set(agent.home().path(), QLatin1String(base));
             set.style(EmsStyle::Letter).vehicleMemo("REAR QUARTER PANEL");
             QVERIFY(set.write());
-            QCOMPARE(page.call(QStringLiteral("ManualSelectEMS"), QStringLiteral("method"),
-                               {set.envelopePath()})
-                         .value(QLatin1String("result")),
-                     QJsonValue(true));
+            QCOMPARE(page.invoke("ManualSelectEMS", {set.envelopePath()}), true);
         }
 
-        const QString worker = QStringLiteral("{WORKER-1}");
-        QCOMPARE(moveFiles(page, assignment, worker, server.hostPort()), QJsonValue(true));
-        QCOMPARE(page.call(QStringLiteral("LastIOStatusID"), QStringLiteral("get"))
-                     .value(QLatin1String("result")),
-                 QJsonValue(QStringLiteral("BUSY")));
-        QVERIFY(page.waitForEvent(QStringLiteral("IOStatus"), 10000)); // BUSY
-        QCOMPARE(moveFiles(page, QStringLiteral("{OTHER-CLAIM}"), QStringLiteral("{WORKER-2}"),
-                           server.hostPort()),
-                 QJsonValue(true));
+        const QJsonArray move{assignment, "{WORKER-1}", "3", server.hostPort()};
+        QCOMPARE(page.invoke("MoveFilesToServer", move), true);
+        QCOMPARE(page.get("LastIOStatusID"), "BUSY");
+        QVERIFY(page.waitForEvent("IOStatus", 10000)); // BUSY
+        QCOMPARE(page.invoke("MoveFilesToServer",
+                             {"{OTHER-CLAIM}", "{WORKER-2}", "3", server.hostPort()}),
+                 true);
         QCOMPARE(page.statusesUntilFinal(), QStringList{kComplete});
-        moveFiles(page, assignment, worker, server.hostPort());
+        page.invoke("MoveFilesToServer", move);
         QCOMPARE(page.statusesUntilFinal(30000), (QStringList{kBusy, kComplete}));
 
         const QJsonArray transactions = server.transactions();
         QCOMPARE(transactions.size(), 2);
         for (const QJsonValue& summary : transactions) {
-            const QJsonObject transaction =
-                server.transaction(summary[QLatin1String("guid")].toString());
-            QCOMPARE(transaction[QLatin1String("state")].toString(), QStringLiteral("committed"));
-            const QJsonArray inserts = transaction[QLatin1String("attachments")].toArray();
+            const QJsonObject transaction = server.transaction(summary["guid"].toString());
+            QCOMPARE(transaction["state"], "committed");
+            const QJsonArray inserts = transaction["attachments"].toArray();
             QCOMPARE(inserts.size(), 3);
             for (const QJsonValue& insert : inserts) {
-                QCOMPARE(insert[QLatin1String("kind")].toString(), QStringLiteral("ems"));
-                QCOMPARE(insert[QLatin1String("files")].toArray().size(), 7);
-                const QJsonValue fields = insert[QLatin1String("fieldMap")];
-                QCOMPARE(fields[QLatin1String("AssignmentGUID")].toString(), assignment);
-                QCOMPARE(fields[QLatin1String("WorkerGUID")].toString(), worker);
+                QCOMPARE(insert["kind"], "ems");
+                QCOMPARE(insert["files"].toArray().size(), 7);
+                QCOMPARE(insert["fieldMap"]["AssignmentGUID"], assignment);
+                QCOMPARE(insert["fieldMap"]["WorkerGUID"], "{WORKER-1}");
             }
         }
     }

@@ -22,6 +22,17 @@ public:
     // Sends a call and waits for the answer with the same id; an empty object on timeout.
     QJsonObject call(const QString& member, const QString& kind = QStringLiteral("method"),
                      const QJsonArray& args = {}, int timeoutMs = 10000);
+    // The "result" of reading a property or calling a method (undefined when the answer
+    // has none: an error, or no answer in time).
+    QJsonValue get(const QString& member, const QJsonArray& args = {})
+    {
+        return call(member, QStringLiteral("get"), args).value(QLatin1String("result"));
+    }
+    QJsonValue invoke(const QString& member, const QJsonArray& args = {}, int timeoutMs = 10000)
+    {
+        return call(member, QStringLiteral("method"), args, timeoutMs)
+            .value(QLatin1String("result"));
+    }
     // Sends any frame and waits for the next answer (a frame with an "id").
     QJsonObject send(const QByteArray& frame, int timeoutMs = 10000);
     void sendText(const QByteArray& frame) { m_socket.sendTextMessage(QString::fromUtf8(frame)); }

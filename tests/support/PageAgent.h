@@ -1,0 +1,74 @@
+#pragma once
+// For end-to-end tests that need the agent's real dialogs in their own process: the agent
+// that main() runs, wired over a settings file, its host bridge on a free port and a page
+// connected to it; and a clerk who answers the modal dialogs as they come. Header only,
+// for the e2e tests, which link the app's library.
+
+#include "Agent.h"
+#include "bridge/HostBridge.h"
+#include "support/BridgeClient.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTimer>
+#include <functional>
+
+namespace tarnaxe::test {
+
+class PageAgent {
+public:
+    explicit PageAgent(const QString& settingsFile)
+        : agent(settingsFile), bridge(anyPort(), [this] { return agent.newIO(); })
+    {}
+
+    // Listens and connects the page; false (with a warning) when either fails.
+    bool open()
+    {
+        QString error;
+        if (!bridge.listen(&error)) {
+            qWarning("the bridge does not listen: %s", qPrintable(error));
+            return false;
+        }
+        return page.open(QStringLiteral("ws://127.0.0.1:%1").arg(bridge.port()));
+    }
+
+    Agent agent;
+    HostBridge bridge;
+    BridgeClient page;
+
+private:
+    static HostBridgeOptions anyPort()
+    {
+        HostBridgeOptions options;
+        options.port = 0;
+        return options;
+    }
+};
+
+// Looks at the modal dialog on top every 50 ms: answer() may handle it (and returns true
+// when it did); a message box it leaves is recorded in seen and answered OK.
+class Clerk {
+public:
+    explicit Clerk(std::function<bool(QWidget*)> answer = {}) : m_answer(std::move(answer))
+    {
+        QObject::connect(&m_timer, &QTimer::timeout, [this] {
+            QWidget* modal = QApplication::activeModalWidget();
+            if (!modal || (m_answer && m_answer(modal)))
+                return;
+            if (auto* box = qobject_cast<QMessageBox*>(modal)) {
+                seen << box->text();
+                box->button(QMessageBox::Ok)->click();
+            }
+        });
+        m_timer.start(50);
+    }
+
+    QStringList seen;
+
+private:
+    std::function<bool(QWidget*)> m_answer;
+    QTimer m_timer;
+};
+
+} // namespace tarnaxe::test
