@@ -1,32 +1,48 @@
+// The four attachment lists: names and captions by number, and what the edits leave.
+
 #include "automation/AttachmentLists.h"
 
 #include <QTest>
 
 using namespace tarnaxe;
 
+namespace {
+
+AttachmentLists withThreeOfEach()
+{
+    AttachmentLists lists;
+    for (int i = 1; i <= 3; ++i) {
+        const QString n = QString::number(i);
+        lists.appendPhoto("/s/Img" + n + ".jpg", "photo " + n);
+        lists.appendPrintDoc("/s/" + n + ".pdf", "doc " + n);
+        lists.appendFile("/f/file" + n + ".txt");
+        EstimateRecord record;
+        record.envelopeFile = "/e/000" + n + ".ENV";
+        lists.appendEstimate(record);
+    }
+    return lists;
+}
+
+// Every entry as "name=caption", list by list.
+QString contents(const AttachmentLists& lists)
+{
+    QStringList out;
+    for (const QString list : {"Photos", "PrintDocs", "Files", "Estimates"}) {
+        QStringList entries;
+        for (qint16 i = 1; i <= lists.countOf(list); ++i)
+            entries << lists.nameOf(list, i) + '=' + lists.captionOf(list, i);
+        out << list + ": " + entries.join(", ");
+    }
+    return out.join("; ");
+}
+
+} // namespace
+
 class TestAttachmentLists : public QObject {
     Q_OBJECT
 
-private:
-    static AttachmentLists withThreeOfEach()
-    {
-        AttachmentLists lists;
-        for (int i = 1; i <= 3; ++i) {
-            const QString n = QString::number(i);
-            lists.appendPhoto(QStringLiteral("/s/Img") + n + QStringLiteral(".jpg"),
-                              QStringLiteral("photo ") + n);
-            lists.appendPrintDoc(QStringLiteral("/s/") + n + QStringLiteral(".pdf"),
-                                 QStringLiteral("doc ") + n);
-            lists.appendFile(QStringLiteral("/f/file") + n + QStringLiteral(".txt"));
-            EstimateRecord record;
-            record.envelopeFile = QStringLiteral("/e/000") + n + QStringLiteral(".ENV");
-            lists.appendEstimate(record);
-        }
-        return lists;
-    }
-
 private slots:
-    void outOfRangeTexts_data()
+    void numbersOutsideAListAnswerItsText_data()
     {
         QTest::addColumn<QString>("list");
         QTest::addColumn<int>("number");
@@ -44,18 +60,12 @@ private slots:
                                 << "<bad file attach number>";
         QTest::newRow("estimate 4") << "Estimates" << 4 << "<bad estimate number>"
                                     << "<bad>";
-        QTest::newRow("estimate in range") << "Estimates" << 2 << "/e/0002.ENV"
-                                           << "<bad>";
-        QTest::newRow("wrong case") << "photos" << 1 << "<bad>"
-                                    << "<bad>";
-        QTest::newRow("unknown") << "Pictures" << 1 << "<bad>"
-                                 << "<bad>";
-        QTest::newRow("photo in range") << "Photos" << 3 << "/s/Img3.jpg"
-                                        << "photo 3";
-        QTest::newRow("file in range") << "Files" << 1 << "/f/file1.txt"
-                                       << "";
+        QTest::newRow("list in other case") << "photos" << 1 << "<bad>"
+                                            << "<bad>";
+        QTest::newRow("unknown list") << "Pictures" << 1 << "<bad>"
+                                      << "<bad>";
     }
-    void outOfRangeTexts()
+    void numbersOutsideAListAnswerItsText()
     {
         QFETCH(QString, list);
         QFETCH(int, number);
@@ -64,65 +74,38 @@ private slots:
         const AttachmentLists lists = withThreeOfEach();
         QCOMPARE(lists.nameOf(list, qint16(number)), name);
         QCOMPARE(lists.captionOf(list, qint16(number)), caption);
+        QCOMPARE(lists.countOf(list), qint16(name == "<bad>" ? 0 : 3));
     }
 
-    void countsAreCaseSensitive()
-    {
-        const AttachmentLists lists = withThreeOfEach();
-        QCOMPARE(lists.countOf(QStringLiteral("Photos")), qint16(3));
-        QCOMPARE(lists.countOf(QStringLiteral("Estimates")), qint16(3));
-        QCOMPARE(lists.countOf(QStringLiteral("photos")), qint16(0));
-        QCOMPARE(lists.countOf(QStringLiteral("FILES")), qint16(0));
-    }
-
-    void zapEmptiesOnlyTheNamedList()
+    void editsChangeOnlyWhatTheyName()
     {
         AttachmentLists lists = withThreeOfEach();
-        lists.zap(QStringLiteral("Files"));
-        QCOMPARE(lists.countOf(QStringLiteral("Files")), qint16(0));
-        QCOMPARE(lists.nameOf(QStringLiteral("Files"), 1),
-                 QStringLiteral("<bad file attach number>"));
-        QCOMPARE(lists.countOf(QStringLiteral("Photos")), qint16(3));
-        lists.zap(QStringLiteral("files"));
-        lists.zap(QStringLiteral("Estimates"));
-        QCOMPARE(lists.countOf(QStringLiteral("Estimates")), qint16(0));
-        QCOMPARE(lists.countOf(QStringLiteral("PrintDocs")), qint16(3));
-    }
-
-    void removeKeepsOrderAndCaptions()
-    {
-        AttachmentLists lists = withThreeOfEach();
-        lists.remove(QStringLiteral("Photos"), 2);
-        QCOMPARE(lists.countOf(QStringLiteral("Photos")), qint16(2));
-        QCOMPARE(lists.nameOf(QStringLiteral("Photos"), 1), QStringLiteral("/s/Img1.jpg"));
-        QCOMPARE(lists.captionOf(QStringLiteral("Photos"), 1), QStringLiteral("photo 1"));
-        QCOMPARE(lists.nameOf(QStringLiteral("Photos"), 2), QStringLiteral("/s/Img3.jpg"));
-        QCOMPARE(lists.captionOf(QStringLiteral("Photos"), 2), QStringLiteral("photo 3"));
-
-        lists.remove(QStringLiteral("Estimates"), 1);
-        QCOMPARE(lists.nameOf(QStringLiteral("Estimates"), 1), QStringLiteral("/e/0002.ENV"));
-        QCOMPARE(lists.countOf(QStringLiteral("Estimates")), qint16(2));
-    }
-
-    void removeOutOfRangeChangesNothing()
-    {
-        AttachmentLists lists = withThreeOfEach();
-        for (qint16 n : {qint16(0), qint16(4), qint16(9), qint16(-3)})
-            lists.remove(QStringLiteral("Photos"), n);
-        lists.remove(QStringLiteral("Other"), 1);
-        QCOMPARE(lists.countOf(QStringLiteral("Photos")), qint16(3));
-        QCOMPARE(lists.nameOf(QStringLiteral("Photos"), 3), QStringLiteral("/s/Img3.jpg"));
-    }
-
-    void captionsCanBeEditedExceptForEstimates()
-    {
-        AttachmentLists lists = withThreeOfEach();
-        lists.setCaptionOf(QStringLiteral("PrintDocs"), 2, QStringLiteral("Front bumper"));
-        QCOMPARE(lists.captionOf(QStringLiteral("PrintDocs"), 2), QStringLiteral("Front bumper"));
-        lists.setCaptionOf(QStringLiteral("PrintDocs"), 7, QStringLiteral("lost"));
-        QCOMPARE(lists.captionOf(QStringLiteral("PrintDocs"), 3), QStringLiteral("doc 3"));
-        lists.setCaptionOf(QStringLiteral("Estimates"), 1, QStringLiteral("ignored"));
-        QCOMPARE(lists.captionOf(QStringLiteral("Estimates"), 1), QStringLiteral("<bad>"));
+        QCOMPARE(contents(lists),
+                 "Photos: /s/Img1.jpg=photo 1, /s/Img2.jpg=photo 2, /s/Img3.jpg=photo 3; "
+                 "PrintDocs: /s/1.pdf=doc 1, /s/2.pdf=doc 2, /s/3.pdf=doc 3; "
+                 "Files: /f/file1.txt=, /f/file2.txt=, /f/file3.txt=; "
+                 "Estimates: /e/0001.ENV=<bad>, /e/0002.ENV=<bad>, /e/0003.ENV=<bad>");
+        lists.remove("Photos", 2);
+        for (const qint16 outside : {0, 4, -3})
+            lists.remove("PrintDocs", outside);
+        lists.remove("Other", 1);
+        lists.remove("Estimates", 1);
+        lists.setCaptionOf("PrintDocs", 3, "Front bumper");
+        lists.setCaptionOf("PrintDocs", 4, "lost");
+        lists.setCaptionOf("Estimates", 1, "ignored");
+        lists.remove("Files", 3);
+        lists.zap("files");
+        QCOMPARE(contents(lists),
+                 "Photos: /s/Img1.jpg=photo 1, /s/Img3.jpg=photo 3; "
+                 "PrintDocs: /s/1.pdf=doc 1, /s/2.pdf=doc 2, /s/3.pdf=Front bumper; "
+                 "Files: /f/file1.txt=, /f/file2.txt=; "
+                 "Estimates: /e/0002.ENV=<bad>, /e/0003.ENV=<bad>");
+        lists.zap("Files");
+        lists.zap("Estimates");
+        QCOMPARE(contents(lists),
+                 "Photos: /s/Img1.jpg=photo 1, /s/Img3.jpg=photo 3; "
+                 "PrintDocs: /s/1.pdf=doc 1, /s/2.pdf=doc 2, /s/3.pdf=Front bumper; "
+                 "Files: ; Estimates: ");
     }
 };
 

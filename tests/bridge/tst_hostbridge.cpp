@@ -1,17 +1,18 @@
-// The host bridge serving WebSocket clients: a real server on port 0, real clients, a fake
-// automation object per connection; calls, events, order, and the objects' lifetime.
+// The host bridge: the Host and Origin rules and plain answers as pure functions, then a
+// real server on port 0 with a fake automation object per connection, reached through raw
+// HTTP and real WebSocket clients.
 
+#include "bridge/BridgeHttp.h"
+#include "bridge/BridgeProtocol.h"
 #include "bridge/HostBridge.h"
+#include "support/BridgeClient.h"
 #include "support/FakeBridge.h"
+#include "support/RawHttp.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QPointer>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTest>
-#include <QWebSocket>
+#include <QTimer>
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -19,59 +20,39 @@
 
 using namespace tarnaxe;
 using namespace tarnaxe::test;
-using tarnaxe::test::FakeDispatchable;
 
 namespace {
 
-const QStringList kExtraOrigins = {QStringLiteral("https://claims.example.com")};
+const QStringList kExtraOrigins = {QStringLiteral("HTTPS://Claims.Example.com"),
+                                   QStringLiteral("http://intranet.example:8080")};
 
-QJsonObject parseObject(const QByteArray& text)
+// name | the request head, "; " between lines, WS for the lines of a WebSocket handshake |
+// the status (101: handed to the WebSocket server); texts in the answer ("!": not in it)
+const QByteArray kRequests = R"(
+upgrade without origin | WS; Host: 127.0.0.1:9 | 101
+upgrade from a loopback page | WS; Host: [::1]:9; Origin: http://localhost:3000 | 101
+upgrade from a configured page | WS; Host: localhost; Origin: http://intranet.example:8080 | 101
+upgrade from a foreign page | WS; Host: localhost; Origin: https://evil.example | 403; Origin https://evil.example is not allowed
+upgrade to a rebound name | WS; Host: 127.0.0.1.evil.example:9 | 403; Host 127.0.0.1.evil.example:9 is not a loopback name
+upgrade without host | WS | 403; Host header is missing
+upgrade without key | GET / HTTP/1.1; Host: localhost; Upgrade: websocket | 400; Not a WebSocket handshake
+two Host headers | WS; Host: localhost; Host: evil.example | 400; Bad request: more than one Host header
+two Origin headers | WS; Host: localhost; Origin: http://localhost; Origin: https://evil.example | 400; more than one Origin
+status | GET /status HTTP/1.1; Host: 127.0.0.1:9 | 200; Content-Type: application/json; {"x":1}; !Access-Control
+status to a configured page | GET /status HTTP/1.1; Host: localhost; Origin: https://claims.example.com | 200; Access-Control-Allow-Origin: https://claims.example.com
+status to a foreign page | GET /status HTTP/1.1; Host: localhost; Origin: https://claims.example.com:8443 | 200; !Access-Control
+status to a rebound name | GET /status HTTP/1.1; Host: evil.example:9 | 403; !{"x":1}
+preflight of a public page | OPTIONS /status HTTP/1.1; Host: localhost; Origin: https://claims.example.com; Access-Control-Request-Method: GET; Access-Control-Request-Headers: x-claim-id; Access-Control-Request-Private-Network: true | 204; Access-Control-Allow-Origin: https://claims.example.com; Access-Control-Allow-Methods: GET; Access-Control-Allow-Headers: x-claim-id; Access-Control-Allow-Private-Network: true
+preflight of a loopback page | OPTIONS /status HTTP/1.1; Host: localhost; Origin: http://localhost:5173; Access-Control-Request-Method: GET | 204; Access-Control-Allow-Origin: http://localhost:5173; !Private-Network
+preflight of a foreign page | OPTIONS /status HTTP/1.1; Host: localhost; Origin: https://evil.example; Access-Control-Request-Method: GET | 403; !Access-Control
+other path | GET /status/x HTTP/1.1; Host: localhost | 404
+other method | DELETE /status HTTP/1.1; Host: localhost | 405; Allow: GET, OPTIONS
+)";
+
+QString urlOf(quint16 port)
 {
-    return QJsonDocument::fromJson(text).object();
+    return QStringLiteral("ws://127.0.0.1:%1/").arg(port);
 }
-
-// A WebSocket client that keeps every frame it receives, events and answers together in
-// the order they came, which is what these tests look at.
-class Client {
-public:
-    explicit Client(const QString& origin = {}) : socket(origin)
-    {
-        QObject::connect(
-            &socket, &QWebSocket::textMessageReceived, &socket,
-            [this](const QString& text) { received.append(parseObject(text.toUtf8())); });
-    }
-
-    bool open(quint16 port)
-    {
-        QSignalSpy connected(&socket, &QWebSocket::connected);
-        socket.open(QUrl(QStringLiteral("ws://127.0.0.1:%1/").arg(port)));
-        return connected.wait(5000);
-    }
-
-    void send(const QByteArray& frame) { socket.sendTextMessage(QString::fromUtf8(frame)); }
-
-    // Sends a call and returns its answer (events that come first are kept in received).
-    QJsonObject call(const QByteArray& frame)
-    {
-        const qsizetype before = received.size();
-        send(frame);
-        qsizetype found = -1;
-        // A timeout shows as the empty answer, which no test expects.
-        (void)QTest::qWaitFor(
-            [&] {
-                for (qsizetype i = before; i < received.size() && found < 0; ++i) {
-                    if (received[i].contains(QLatin1String("id")))
-                        found = i;
-                }
-                return found >= 0;
-            },
-            5000);
-        return found >= 0 ? received[found] : QJsonObject();
-    }
-
-    QWebSocket socket;
-    QList<QJsonObject> received;
-};
 
 } // namespace
 
@@ -79,276 +60,309 @@ class TestHostBridge : public QObject {
     Q_OBJECT
 
 private slots:
-    void cleanup();
+    void cleanup() { m_bridge.reset(); }
 
-    void callsAreAnsweredWithOneObjectPerConnection();
-    void eventsReachTheClient();
-    void configuredOriginCanCall();
-    void burstOfCallsIsAnsweredInOrder();
-    void badFramesAreAnsweredAndConnectionStaysUsable();
-    void objectIsDestroyedWhenConnectionCloses_data();
-    void objectIsDestroyedWhenConnectionCloses();
-    void connectionDroppedDuringNestedLoopKeepsObjectUntilCallReturns();
-    void listenNamesThePortThatIsTaken();
-    void adoptsAnInheritedListeningSocket();
-    void systemdSocketIsRecognised_data();
-    void systemdSocketIsRecognised();
+    void loopbackHosts_data()
+    {
+        QTest::addColumn<QByteArray>("host");
+        QTest::addColumn<bool>("loopback");
+        for (const char* host : {"localhost", "LocalHost:29170", "127.0.0.1:29170", "127.3.2.1",
+                                 "[::1]", "[::1]:29170"})
+            QTest::newRow(host) << QByteArray(host) << true;
+        for (const char* host : {"::1", "[127.0.0.1]", "evil.example", "127.0.0.1.evil.example",
+                                 "localhost.evil.example", "192.168.1.10:29170", "0.0.0.0",
+                                 "127.0.0.1:http", "[::1]x", ""})
+            QTest::newRow(host) << QByteArray(host) << false;
+    }
+    void loopbackHosts()
+    {
+        QFETCH(QByteArray, host);
+        QFETCH(bool, loopback);
+        QCOMPARE(isLoopbackHost(host), loopback);
+    }
+
+    void allowedOrigins_data()
+    {
+        QTest::addColumn<QString>("origin");
+        QTest::addColumn<bool>("allowed");
+        for (const char* origin :
+             {"http://localhost", "http://127.0.0.1:8080", "http://[::1]:3000",
+              "HTTP://LOCALHOST:1", "https://CLAIMS.example.com", "https://claims.example.com:443",
+              "http://intranet.example:8080"})
+            QTest::newRow(origin) << QString::fromLatin1(origin) << true;
+        for (const char* origin :
+             {"https://localhost", "http://claims.example.com", "https://claims.example.com:8443",
+              "http://intranet.example", "https://x.claims.example.com", "https://evil.example",
+              "http://localhost.evil.example", "null", "", "http://localhost/page",
+              "http://user@localhost"})
+            QTest::newRow(origin) << QString::fromLatin1(origin) << false;
+    }
+    void allowedOrigins()
+    {
+        QFETCH(QString, origin);
+        QFETCH(bool, allowed);
+        QCOMPARE(isOriginAllowed(origin, kExtraOrigins), allowed);
+    }
+
+    void decisions_data()
+    {
+        QTest::addColumn<QByteArray>("head");
+        QTest::addColumn<QByteArray>("expected");
+        for (const QByteArray& line : kRequests.trimmed().split('\n')) {
+            const QList<QByteArray> cells = line.split('|');
+            QByteArray head = cells[1].trimmed().replace("; ", "\r\n");
+            head.replace(
+                "WS", "GET / HTTP/1.1\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                      "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13");
+            QTest::newRow(cells[0].trimmed()) << head << cells[2].trimmed();
+        }
+    }
+    void decisions()
+    {
+        QFETCH(QByteArray, head);
+        QFETCH(QByteArray, expected);
+        const std::optional<HttpRequestHead> parsed = parseRequestHead(head);
+        QVERIFY(parsed);
+        const HttpDecision decision = decideRequest(*parsed, kExtraOrigins, "{\"x\":1}");
+        const QList<QByteArray> texts = expected.split(';');
+        QCOMPARE(decision.upgrade, texts[0] == "101");
+        if (decision.upgrade)
+            return;
+        QVERIFY2(decision.response.startsWith("HTTP/1.1 " + texts[0] + ' '),
+                 decision.response.constData());
+        QVERIFY(decision.response.contains("Connection: close\r\n"));
+        for (QByteArray text : texts.mid(1)) {
+            text = text.trimmed();
+            const bool absent = text.startsWith('!');
+            QVERIFY2(decision.response.contains(text.mid(absent ? 1 : 0)) != absent,
+                     text.constData());
+        }
+    }
+
+    void socketAnswers_data()
+    {
+        QTest::addColumn<QByteArray>("request"); // '|' parts are sent with a pause between
+        QTest::addColumn<int>("status");
+        const QByteArray upgrade = upgradeRequest("127.0.0.1:9", "http://127.0.0.1");
+        QTest::newRow("handshake in pieces")
+            << upgrade.left(20) + '|' + upgrade.mid(20, 40) + '|' + upgrade.mid(60) << 101;
+        QTest::newRow("status") << QByteArray("GET /status HTTP/1.1\r\nHost: localhost\r\n\r\n")
+                                << 200;
+        QTest::newRow("refused handshake") << upgradeRequest("evil.example", {}) << 403;
+        QTest::newRow("not HTTP") << QByteArray("not http at all\r\n\r\n") << 400;
+        QTest::newRow("head too large")
+            << "GET /status HTTP/1.1\r\nX-Fill: " + QByteArray(kMaxRequestHeadBytes, 'a') << 431;
+    }
+    void socketAnswers()
+    {
+        QFETCH(QByteArray, request);
+        QFETCH(int, status);
+        const quint16 port = m_bridge.start({});
+        const HttpReply reply = httpExchange(port, request.split('|'));
+        QCOMPARE(reply.status, status);
+        if (status == 101) {
+            QTRY_COMPARE(m_bridge.objects.size(), 1);
+            return;
+        }
+        QVERIFY(reply.closed);
+        if (status == 200)
+            QCOMPARE(reply.body,
+                     QByteArray(R"({"name":"TarnAxe","protocol":1,"version":"9.9.9"})"));
+        QCOMPARE(m_bridge.objects.size(), 0);
+        // Nothing is left behind that refuses the next, proper handshake.
+        QCOMPARE(httpExchange(port, upgradeRequest("localhost", {})).status, 101);
+        QTRY_COMPARE(m_bridge.objects.size(), 1);
+    }
+
+    void callsAndEventsReachTheirOwnConnection()
+    {
+        const quint16 port = m_bridge.start({});
+        QSignalSpy opened(m_bridge.get(), &HostBridge::connectionOpened);
+        BridgeClient first;
+        BridgeClient second;
+        QVERIFY(first.open(urlOf(port)));
+        QVERIFY(second.open(urlOf(port)));
+        QTRY_COMPARE(opened.count(), 2);
+        QCOMPARE(m_bridge->connectionCount(), 2);
+        QCOMPARE(first.call("Caption", "put", {"mine"}),
+                 QJsonObject({{"id", 1}, {"result", QJsonValue::Null}}));
+        QCOMPARE(first.call("Caption", "get").value("result"), QJsonValue("mine"));
+        // Each page has its own object.
+        QCOMPARE(second.call("Caption", "get").value("result"), QJsonValue(""));
+
+        // An event raised in a call, and one raised on its own as a timer of the agent would.
+        first.call("Raise", "method", {"BUSY", "Save Collected Information"});
+        emit m_bridge.objects[0]->eventRaised(QStringLiteral("PublishInfo"), {});
+        QTRY_COMPARE(first.events.size(), 2);
+        QCOMPARE(first.events[0],
+                 QJsonObject({{"event", "IOStatus"},
+                              {"args", QJsonArray{"BUSY", "Save Collected Information"}}}));
+        QCOMPARE(first.events[1], QJsonObject({{"event", "PublishInfo"}, {"args", QJsonArray()}}));
+        QCOMPARE(second.call("Init").value("result"), QJsonValue("OK"));
+        QVERIFY(second.events.isEmpty());
+    }
+
+    void everyFrameIsAnsweredInTurnAndTheConnectionStaysUsable()
+    {
+        const quint16 port = m_bridge.start({});
+        BridgeClient client;
+        QVERIFY(client.open(urlOf(port)));
+        QByteArray large = R"({"id":-1,"member":"Init"})";
+        large.insert(1, QByteArray(kMaxCallFrameBytes + 1 - large.size(), ' '));
+        constexpr int calls = 500;
+        for (int i = 0; i < calls; ++i) {
+            if (i % 100 == 1)
+                client.sendText("not json");
+            else if (i % 100 == 2)
+                client.socket().sendBinaryMessage(QByteArray("\x01\x02", 2));
+            else if (i == 3)
+                client.sendText(large);
+            else
+                client.sendText(R"({"id":)" + QByteArray::number(i) +
+                                R"(,"member":"Echo","args":[)" + QByteArray::number(i) + "]}");
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(client.answers.size(), calls, 30000);
+        for (int i = 0; i < calls; ++i) {
+            const QJsonObject answer = client.answers[i];
+            if (i % 100 == 1 || i % 100 == 2 || i == 3) {
+                QCOMPARE(answer.value("id"), QJsonValue(QJsonValue::Null));
+                QCOMPARE(answer.value("error")["number"], QJsonValue(-1));
+            } else {
+                QCOMPARE(answer, QJsonObject({{"id", i}, {"result", i}}));
+            }
+        }
+        QVERIFY(client.answers[2].value("error")["description"].toString().contains("Binary"));
+        QCOMPARE(client.socket().state(), QAbstractSocket::ConnectedState);
+    }
+
+    void openConnectionHasNoDeadline()
+    {
+        // A socket gets a deadline for its request head; an open connection must not keep
+        // it, or every page would be cut off a few seconds after it connected.
+        const quint16 port = m_bridge.start({});
+        BridgeClient client;
+        QVERIFY(client.open(urlOf(port)));
+        QTRY_COMPARE(m_bridge.objects.size(), 1);
+        for (const QTimer* timer : m_bridge->findChildren<QTimer*>())
+            QVERIFY2(!timer->isActive(), qPrintable(timer->objectName()));
+        QCOMPARE(client.call("Init").value("result"), QJsonValue("OK"));
+    }
+
+    void objectIsDestroyedWhenConnectionCloses_data()
+    {
+        QTest::addColumn<bool>("abort");
+        QTest::newRow("closing handshake") << false;
+        QTest::newRow("dropped socket") << true;
+    }
+    void objectIsDestroyedWhenConnectionCloses()
+    {
+        QFETCH(bool, abort);
+        const quint16 port = m_bridge.start({});
+        QSignalSpy closed(m_bridge.get(), &HostBridge::connectionClosed);
+        BridgeClient client;
+        QVERIFY(client.open(urlOf(port)));
+        QTRY_COMPARE(m_bridge.objects.size(), 1);
+        const QPointer<FakeDispatchable> object = m_bridge.objects[0];
+        if (abort)
+            client.socket().abort();
+        else
+            client.close();
+        QTRY_VERIFY(object.isNull());
+        QCOMPARE(closed.count(), 1);
+        QCOMPARE(m_bridge->connectionCount(), 0);
+    }
+
+    void connectionDroppedDuringNestedLoopKeepsObjectUntilCallReturns()
+    {
+        const quint16 port = m_bridge.start({});
+        QSignalSpy closed(m_bridge.get(), &HostBridge::connectionClosed);
+        BridgeClient dropped;
+        QVERIFY(dropped.open(urlOf(port)));
+        QTRY_COMPARE(m_bridge.objects.size(), 1);
+        const QPointer<FakeDispatchable> object = m_bridge.objects[0];
+
+        // What happens while the call sits in its nested loop, as under a modal dialog.
+        BridgeClient other;
+        bool scenarioDone = false;
+        object->whileWaiting = [&] {
+            dropped.socket().abort();
+            QTRY_COMPARE(closed.count(), 1);
+            QTest::qWait(50); // room for any deferred deletion to run
+            QVERIFY2(object, "object destroyed under its running call");
+            QVERIFY(object->isWaiting());
+            QVERIFY(other.open(urlOf(port)));
+            QCOMPARE(other.call("Init").value("result"), QJsonValue("OK"));
+            scenarioDone = true;
+        };
+        dropped.sendText(R"({"id":1,"member":"Wait"})");
+        QTRY_VERIFY(scenarioDone);
+        QTRY_VERIFY(object.isNull());
+        QCOMPARE(m_bridge->connectionCount(), 1);
+        QCOMPARE(other.call("Init").value("result"), QJsonValue("OK"));
+    }
+
+    void listenNamesThePortThatIsTaken()
+    {
+        QTcpServer holder;
+        QVERIFY(holder.listen(QHostAddress::LocalHost, 0));
+        HostBridgeOptions options;
+        options.port = holder.serverPort();
+        HostBridge bridge(options, [] { return std::make_unique<FakeDispatchable>(); });
+        QString error;
+        QVERIFY(!bridge.listen(&error));
+        QCOMPARE(error, QStringLiteral("port %1 is already in use").arg(holder.serverPort()));
+    }
+
+    void adoptsAnInheritedListeningSocket()
+    {
+        const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof(address);
+        QCOMPARE(::bind(fd, reinterpret_cast<sockaddr*>(&address), length), 0);
+        QCOMPARE(::listen(fd, 16), 0);
+        QCOMPARE(::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length), 0);
+        HostBridgeOptions options;
+        options.listenFd = fd;
+        const quint16 port = m_bridge.start(options);
+        QCOMPARE(port, ntohs(address.sin_port));
+        BridgeClient client;
+        QVERIFY(client.open(urlOf(port)));
+        QCOMPARE(client.call("Init").value("result"), QJsonValue("OK"));
+    }
+
+    void systemdSocketIsRecognised_data()
+    {
+        QTest::addColumn<QByteArray>("pid");
+        QTest::addColumn<QByteArray>("fds");
+        QTest::addColumn<int>("expected");
+        const QByteArray self = QByteArray::number(::getpid());
+        QTest::newRow("ours") << self << QByteArray("1") << 3;
+        QTest::newRow("ours, several") << self << QByteArray("2") << 3;
+        QTest::newRow("our parent's") << QByteArray::number(::getppid()) << QByteArray("1") << -1;
+        QTest::newRow("no sockets") << self << QByteArray("0") << -1;
+        QTest::newRow("garbage") << QByteArray("x") << QByteArray("1") << -1;
+        QTest::newRow("not activated") << QByteArray() << QByteArray() << -1;
+    }
+    void systemdSocketIsRecognised()
+    {
+        QFETCH(QByteArray, pid);
+        QFETCH(QByteArray, fds);
+        QFETCH(int, expected);
+        if (!pid.isEmpty()) {
+            qputenv("LISTEN_PID", pid);
+            qputenv("LISTEN_FDS", fds);
+        }
+        QCOMPARE(systemdListenFd(), expected);
+        // Never left for a child process to pick up.
+        QVERIFY(!qEnvironmentVariableIsSet("LISTEN_PID"));
+        QVERIFY(!qEnvironmentVariableIsSet("LISTEN_FDS"));
+    }
 
 private:
-    quint16 startBridge(HostBridgeOptions options = {});
-
     FakeBridge m_bridge;
 };
-
-quint16 TestHostBridge::startBridge(HostBridgeOptions options)
-{
-    if (options.allowedOrigins.isEmpty())
-        options.allowedOrigins = kExtraOrigins;
-    return m_bridge.start(options);
-}
-
-void TestHostBridge::cleanup()
-{
-    m_bridge.reset();
-}
-
-void TestHostBridge::callsAreAnsweredWithOneObjectPerConnection()
-{
-    const quint16 port = startBridge();
-    QVERIFY(port != 0);
-    QSignalSpy opened(m_bridge.get(), &HostBridge::connectionOpened);
-
-    Client first;
-    QVERIFY(first.open(port));
-    QTRY_COMPARE(opened.count(), 1);
-    QCOMPARE(m_bridge->connectionCount(), 1);
-    QCOMPARE(first.call(R"({"id":1,"member":"Init"})"), QJsonObject({{"id", 1}, {"result", "OK"}}));
-    QCOMPARE(first.call(R"({"id":2,"member":"TheNameOf","kind":"get","args":["Photos",1]})"),
-             QJsonObject({{"id", 2}, {"result", "Photos#1"}}));
-    QCOMPARE(first.call(R"({"id":3,"member":"Caption","kind":"put","args":["mine"]})"),
-             QJsonObject({{"id", 3}, {"result", QJsonValue::Null}}));
-    QCOMPARE(first.call(R"({"id":4,"member":"Caption","kind":"get"})"),
-             QJsonObject({{"id", 4}, {"result", "mine"}}));
-
-    // A second page gets its own object, which knows nothing of the first one's state.
-    Client second;
-    QVERIFY(second.open(port));
-    QTRY_COMPARE(m_bridge->connectionCount(), 2);
-    QCOMPARE(m_bridge.objects.size(), 2);
-    QCOMPARE(second.call(R"({"id":1,"member":"Caption","kind":"get"})"),
-             QJsonObject({{"id", 1}, {"result", ""}}));
-}
-
-void TestHostBridge::eventsReachTheClient()
-{
-    const quint16 port = startBridge();
-    Client client;
-    QVERIFY(client.open(port));
-    QTRY_COMPARE(m_bridge.objects.size(), 1);
-
-    // An event raised by a call arrives before the call's answer.
-    const QJsonObject answer =
-        client.call(R"({"id":1,"member":"Raise","args":["BUSY","Save Collected Information"]})");
-    QCOMPARE(answer, QJsonObject({{"id", 1}, {"result", QJsonValue::Null}}));
-    QCOMPARE(client.received.size(), 2);
-    QCOMPARE(client.received[0],
-             QJsonObject({{"event", "IOStatus"},
-                          {"args", QJsonArray{"BUSY", "Save Collected Information"}}}));
-
-    // And one raised on its own, as a timer of the agent would.
-    emit m_bridge.objects[0]->eventRaised(QStringLiteral("PublishInfo"), {});
-    QTRY_COMPARE(client.received.size(), 3);
-    QCOMPARE(client.received[2], QJsonObject({{"event", "PublishInfo"}, {"args", QJsonArray()}}));
-}
-
-void TestHostBridge::configuredOriginCanCall()
-{
-    const quint16 port = startBridge();
-    Client client(QStringLiteral("https://claims.example.com"));
-    QVERIFY(client.open(port));
-    QCOMPARE(client.call(R"({"id":1,"member":"Init"})"),
-             QJsonObject({{"id", 1}, {"result", "OK"}}));
-}
-
-void TestHostBridge::burstOfCallsIsAnsweredInOrder()
-{
-    const quint16 port = startBridge();
-    Client client;
-    QVERIFY(client.open(port));
-    constexpr int calls = 1000;
-    for (int i = 0; i < calls; ++i) {
-        if (i % 10 == 0)
-            client.send(QByteArray(R"({"id":)") + QByteArray::number(i) +
-                        R"(,"member":"TheNameOf","kind":"get","args":["Files",)" +
-                        QByteArray::number(i) + "]}");
-        else
-            client.send(QByteArray(R"({"id":)") + QByteArray::number(i) +
-                        R"(,"member":"Echo","args":[)" + QByteArray::number(i) + "]}");
-    }
-    QTRY_COMPARE_WITH_TIMEOUT(client.received.size(), calls, 30000);
-    for (int i = 0; i < calls; ++i) {
-        const QJsonValue expected =
-            i % 10 == 0 ? QJsonValue(QStringLiteral("Files#%1").arg(i)) : QJsonValue(i);
-        QCOMPARE(client.received[i], QJsonObject({{"id", i}, {"result", expected}}));
-    }
-}
-
-void TestHostBridge::badFramesAreAnsweredAndConnectionStaysUsable()
-{
-    const quint16 port = startBridge();
-    Client client;
-    QVERIFY(client.open(port));
-    QByteArray large = R"({"id":3,"member":"Init"})";
-    large.insert(1, QByteArray(1048577 - large.size(), ' '));
-
-    client.send("not json");
-    client.socket.sendBinaryMessage(QByteArray("\x01\x02", 2));
-    client.send(large);
-    client.send(R"({"id":4,"member":"Launch"})");
-    client.send(R"({"id":5,"member":"Init"})");
-    QTRY_COMPARE_WITH_TIMEOUT(client.received.size(), 5, 10000);
-
-    const QJsonValue none(QJsonValue::Null);
-    auto description = [&](int i) {
-        return client.received[i].value("error").toObject().value("description").toString();
-    };
-    for (int i = 0; i < 3; ++i) {
-        QCOMPARE(client.received[i].value("id"), none);
-        QCOMPARE(client.received[i].value("error").toObject().value("number"), QJsonValue(-1));
-    }
-    QVERIFY2(description(0).startsWith("Frame is not valid JSON"), qPrintable(description(0)));
-    QVERIFY2(description(1).contains("Binary"), qPrintable(description(1)));
-    QCOMPARE(description(2), QStringLiteral("Frame too large: 1048577 bytes (limit 1048576)"));
-    QCOMPARE(client.received[3].value("error").toObject().value("number"), QJsonValue(438));
-    QCOMPARE(client.received[4], QJsonObject({{"id", 5}, {"result", "OK"}}));
-    QCOMPARE(client.socket.state(), QAbstractSocket::ConnectedState);
-    QCOMPARE(m_bridge.objects.at(0)->callCount(), 1);
-}
-
-void TestHostBridge::objectIsDestroyedWhenConnectionCloses_data()
-{
-    QTest::addColumn<bool>("abort");
-    QTest::newRow("closing handshake") << false;
-    QTest::newRow("dropped socket") << true;
-}
-
-void TestHostBridge::objectIsDestroyedWhenConnectionCloses()
-{
-    QFETCH(bool, abort);
-    const quint16 port = startBridge();
-    QSignalSpy closed(m_bridge.get(), &HostBridge::connectionClosed);
-    Client client;
-    QVERIFY(client.open(port));
-    QTRY_COMPARE(m_bridge.objects.size(), 1);
-    const QPointer<FakeDispatchable> object = m_bridge.objects[0];
-    QCOMPARE(client.call(R"({"id":1,"member":"Init"})").value("result"), QJsonValue("OK"));
-
-    if (abort)
-        client.socket.abort();
-    else
-        client.socket.close();
-    QTRY_VERIFY(object.isNull());
-    QCOMPARE(closed.count(), 1);
-    QCOMPARE(m_bridge->connectionCount(), 0);
-}
-
-void TestHostBridge::connectionDroppedDuringNestedLoopKeepsObjectUntilCallReturns()
-{
-    const quint16 port = startBridge();
-    QSignalSpy closed(m_bridge.get(), &HostBridge::connectionClosed);
-    Client dropped;
-    QVERIFY(dropped.open(port));
-    QTRY_COMPARE(m_bridge.objects.size(), 1);
-    const QPointer<FakeDispatchable> object = m_bridge.objects[0];
-
-    // What happens while the call sits in its nested loop, as under a modal dialog.
-    Client other;
-    bool scenarioDone = false;
-    object->whileWaiting = [&] {
-        dropped.socket.abort();
-        QTRY_COMPARE(closed.count(), 1);
-        QTest::qWait(50); // room for any deferred deletion to run
-        QVERIFY2(object, "object destroyed under its running call");
-        QVERIFY(object->isWaiting());
-
-        QVERIFY(other.open(port));
-        QCOMPARE(other.call(R"({"id":1,"member":"Init"})"),
-                 QJsonObject({{"id", 1}, {"result", "OK"}}));
-        QVERIFY(object);
-        scenarioDone = true;
-    };
-    dropped.send(R"({"id":1,"member":"Wait"})");
-    QTRY_VERIFY(scenarioDone);
-    QTRY_VERIFY(object.isNull());
-
-    QCOMPARE(m_bridge->connectionCount(), 1);
-    QCOMPARE(other.call(R"({"id":2,"member":"Init"})"), QJsonObject({{"id", 2}, {"result", "OK"}}));
-}
-
-void TestHostBridge::listenNamesThePortThatIsTaken()
-{
-    QTcpServer holder;
-    QVERIFY(holder.listen(QHostAddress::LocalHost, 0));
-    HostBridgeOptions options;
-    options.port = holder.serverPort();
-    HostBridge bridge(options, [] { return std::make_unique<FakeDispatchable>(); });
-    QString error;
-    QVERIFY(!bridge.listen(&error));
-    QCOMPARE(error, QStringLiteral("port %1 is already in use").arg(holder.serverPort()));
-}
-
-void TestHostBridge::adoptsAnInheritedListeningSocket()
-{
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    QVERIFY(fd >= 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof(address);
-    QCOMPARE(::bind(fd, reinterpret_cast<sockaddr*>(&address), length), 0);
-    QCOMPARE(::listen(fd, 16), 0);
-    QCOMPARE(::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length), 0);
-    const quint16 boundPort = ntohs(address.sin_port);
-
-    HostBridgeOptions options;
-    options.listenFd = fd;
-    const quint16 port = startBridge(options);
-    QCOMPARE(port, boundPort);
-    Client client;
-    QVERIFY(client.open(port));
-    QCOMPARE(client.call(R"({"id":1,"member":"Init"})"),
-             QJsonObject({{"id", 1}, {"result", "OK"}}));
-}
-
-void TestHostBridge::systemdSocketIsRecognised_data()
-{
-    QTest::addColumn<QByteArray>("pid");
-    QTest::addColumn<QByteArray>("fds");
-    QTest::addColumn<int>("expected");
-    const QByteArray self = QByteArray::number(::getpid());
-    QTest::newRow("ours") << self << QByteArray("1") << 3;
-    QTest::newRow("ours, several") << self << QByteArray("2") << 3;
-    QTest::newRow("meant for our parent")
-        << QByteArray::number(::getppid()) << QByteArray("1") << -1;
-    QTest::newRow("no sockets") << self << QByteArray("0") << -1;
-    QTest::newRow("garbage") << QByteArray("x") << QByteArray("1") << -1;
-    QTest::newRow("not activated") << QByteArray() << QByteArray() << -1;
-}
-
-void TestHostBridge::systemdSocketIsRecognised()
-{
-    QFETCH(QByteArray, pid);
-    QFETCH(QByteArray, fds);
-    QFETCH(int, expected);
-    if (!pid.isEmpty()) {
-        qputenv("LISTEN_PID", pid);
-        qputenv("LISTEN_FDS", fds);
-    }
-    QCOMPARE(systemdListenFd(), expected);
-    // Never left for a child process to pick up.
-    QVERIFY(!qEnvironmentVariableIsSet("LISTEN_PID"));
-    QVERIFY(!qEnvironmentVariableIsSet("LISTEN_FDS"));
-}
 
 QTEST_GUILESS_MAIN(TestHostBridge)
 #include "tst_hostbridge.moc"

@@ -73,8 +73,6 @@ void FakeDispatchable::release()
 
 CallResult FakeDispatchable::invoke(int slot, QList<Variant> args)
 {
-    m_lastSlot = slot;
-    m_lastArgs = args;
     ++m_callCount;
     switch (slot) {
     case Init:

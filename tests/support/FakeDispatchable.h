@@ -1,7 +1,7 @@
 #pragma once
 // A small automation object for host bridge tests: one member of each shape the bridge
 // must serve (gets, a put, converted and by-reference parameters, failures, a member that
-// runs a nested event loop), and a record of what the last call received.
+// runs a nested event loop), and a count of the calls it ran.
 
 #include "bridge/Dispatch.h"
 
@@ -35,8 +35,6 @@ public:
     const QList<EventInfo>& events() const override;
     CallResult invoke(int slot, QList<Variant> args) override;
 
-    int lastSlot() const { return m_lastSlot; }
-    const QList<Variant>& lastArgs() const { return m_lastArgs; }
     int callCount() const { return m_callCount; }
     bool isWaiting() const { return m_waiting; }
 
@@ -50,8 +48,6 @@ signals:
 
 private:
     QString m_caption;
-    int m_lastSlot = 0;
-    QList<Variant> m_lastArgs;
     int m_callCount = 0;
     bool m_waiting = false;
 };
