@@ -1,7 +1,14 @@
 // Detecting the agent: GET /status on the bridge's port answers its name, version and
 // protocol version, with CORS headers for the origins it serves.
 
-import { AgentNotRunningError, HandshakeRefusedError, OriginNotAllowedError } from "./errors.js";
+import { iframeWithoutAccess, localNetworkPermission, servedFromLoopback } from "./access.js";
+import {
+  AgentNotRunningError,
+  BlockedByBrowserError,
+  HandshakeRefusedError,
+  IframeNotAllowedError,
+  OriginNotAllowedError,
+} from "./errors.js";
 
 export const DEFAULT_PORT = 29170;
 
@@ -36,8 +43,8 @@ export function pageOrigin() {
   return typeof origin === "string" && origin !== "null" ? origin : undefined;
 }
 
-function failure(url, text, cause) {
-  return new AgentNotRunningError(`The agent is not running at ${url}: ${text}`, { url, cause });
+function failure(url, text, cause, permission) {
+  return new AgentNotRunningError(`The agent is not running at ${url}: ${text}`, { url, cause, permission });
 }
 
 export async function status(options = {}) {
@@ -52,15 +59,10 @@ export async function status(options = {}) {
   try {
     response = await fetchImpl(url, { signal });
   } catch (error) {
-    if (signal?.aborted) throw failure(url, `no answer within ${timeoutMs} ms`, error);
-    // A browser tells a refused connection and a refused CORS check apart to nobody. An
-    // opaque request gets an answer only where something listens, and the agent sends
-    // its CORS headers to the origins it serves only.
-    const origin = pageOrigin();
-    if (origin !== undefined && (await answersOpaquely(fetchImpl, url, signal)))
-      throw new OriginNotAllowedError({ url, origin });
-    throw failure(url, "nothing answers", error);
+    throw await unreachable(url, fetchImpl, signal, error, timeoutMs);
   }
+  // Read after the request, which is what may have made the browser ask the user.
+  const permission = pageOrigin() === undefined ? undefined : await localNetworkPermission();
 
   if (response.status === 403) {
     const reason = (await response.text().catch(() => "")).trim();
@@ -80,7 +82,30 @@ export async function status(options = {}) {
   if (body === null || typeof body !== "object" || typeof body.name !== "string" ||
       typeof body.version !== "string" || typeof body.protocol !== "number")
     throw failure(url, "something else answers there (not the agent's status)");
-  return { name: body.name, version: body.version, protocol: body.protocol };
+  const answer = { name: body.name, version: body.version, protocol: body.protocol };
+  if (permission !== undefined) answer.permission = permission;
+  return answer;
+}
+
+// Why a request to the agent failed. Outside a browser a failed request is a missing agent.
+// In a public page, the browser may have refused it: the permission says so, and it is read
+// before the probe below, which would only make the browser ask once more.
+async function unreachable(url, fetchImpl, signal, error, timeoutMs) {
+  const text = signal?.aborted ? `no answer within ${timeoutMs} ms` : "nothing answers";
+  const origin = pageOrigin();
+  if (origin === undefined) return failure(url, text, error);
+  let permission;
+  if (!servedFromLoopback(origin)) {
+    if (iframeWithoutAccess()) return new IframeNotAllowedError({ url, origin });
+    permission = await localNetworkPermission();
+    if (permission === "denied" || permission === "prompt") return new BlockedByBrowserError({ url, origin, permission });
+  }
+  // A browser tells a refused connection and a refused CORS check apart to nobody. An
+  // opaque request gets an answer only where something listens, and the agent sends its
+  // CORS headers to the origins it serves only.
+  if (!signal?.aborted && (await answersOpaquely(fetchImpl, url, signal)))
+    return new OriginNotAllowedError({ url, origin });
+  return failure(url, text, error, permission);
 }
 
 async function answersOpaquely(fetchImpl, url, signal) {
