@@ -22,11 +22,14 @@ export async function localNetworkPermission() {
   return undefined;
 }
 
-// A page served from this computer reaches the agent without any permission, whatever the
-// Permissions API says.
-export function servedFromLoopback(origin) {
+// Whether the browser asks the user before this page may reach the loopback address. A page
+// served from this computer needs no permission, whatever the Permissions API says; neither
+// is it asked for an insecure page (which reads "denied", and is either refused outright or,
+// on a loopback address under another name, needs none).
+export function needsPermission(origin) {
+  if (globalThis.isSecureContext !== true) return false;
   const host = new URL(origin).hostname;
-  return host === "localhost" || host.endsWith(".localhost") || host === "[::1]" || /^127\./.test(host);
+  return !(host === "localhost" || host.endsWith(".localhost") || host === "[::1]" || /^127\./.test(host));
 }
 
 // In an iframe whose embedder did not delegate the permission, the browser denies it to the

@@ -1,7 +1,7 @@
 // Detecting the agent: GET /status on the bridge's port answers its name, version and
 // protocol version, with CORS headers for the origins it serves.
 
-import { iframeWithoutAccess, localNetworkPermission, servedFromLoopback } from "./access.js";
+import { iframeWithoutAccess, localNetworkPermission, needsPermission } from "./access.js";
 import {
   AgentNotRunningError,
   BlockedByBrowserError,
@@ -95,7 +95,7 @@ async function unreachable(url, fetchImpl, signal, error, timeoutMs) {
   const origin = pageOrigin();
   if (origin === undefined) return failure(url, text, error);
   let permission;
-  if (!servedFromLoopback(origin)) {
+  if (needsPermission(origin)) {
     if (iframeWithoutAccess()) return new IframeNotAllowedError({ url, origin });
     permission = await localNetworkPermission();
     if (permission === "denied" || permission === "prompt") return new BlockedByBrowserError({ url, origin, permission });
