@@ -133,7 +133,7 @@ function explainUnreachable(error) {
             "press Connect to the agent again. If it is not in the menu, ask your office's IT " +
             "person to install it."];
   if (error instanceof OriginNotAllowedError)
-    return [`The TarnAxe agent on this computer does not allow pages from ${error.origin}.`,
+    return [`Pages from ${error.origin} are not allowed by the TarnAxe agent on this computer.`,
             "Ask your office's IT person to add this website to the agent's allowed sites " +
             "(AllowedOrigins in its settings)."];
   return [`The agent could not be reached: ${error.message}`, ""];
