@@ -71,12 +71,14 @@ console.log(JSON.stringify({ exports: Object.keys(client).sort(), name: answer.n
     assert.equal(result.members, MEMBERS.length);
     assert.deepEqual(result.exports, [
       "AgentNotRunningError",
+      "BlockedByBrowserError",
       "BridgeError",
       "DEFAULT_PORT",
       "DisconnectedError",
       "EVENTS",
       "HandshakeRefusedError",
       "IOError",
+      "IframeNotAllowedError",
       "MEMBERS",
       "OriginNotAllowedError",
       "PROTOCOL_VERSION",
