@@ -20,8 +20,9 @@ describe("the sample page on a public https site", () => {
 
   before(async () => {
     const [key, cert, data] = ["key.pem", "cert.pem", "data"].map((name) => join(work, name));
-    execFileSync("openssl", ["req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-keyout",
-      key, "-out", cert, "-days", "2", "-subj", "/CN=claims.example", "-addext", "subjectAltName=DNS:claims.example"], { stdio: "ignore" });
+    execFileSync("openssl", ["req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
+      "-keyout", key, "-out", cert, "-days", "2", "-subj", "/CN=claims.example",
+      "-addext", "subjectAltName=DNS:claims.example"], { stdio: "ignore" });
     execFileSync(DATAUP_SERVER_PATH, ["seed", "--data", data]);
     server = spawn(DATAUP_SERVER_PATH, ["--data", data, "--listen", "127.0.0.1:0", "--tls-cert", cert, "--tls-key", key, "--static",
       join(top, "examples/portal"), "--static", `/client/=${join(top, "clients/js/src")}`], { stdio: ["ignore", "pipe", "ignore"] });
@@ -44,7 +45,8 @@ describe("the sample page on a public https site", () => {
   async function connectOnce(prepare = async () => {}, embedder = undefined) {
     const page = await (await browser.newContext({ ignoreHTTPSErrors: true, viewport: { width: 1000, height: 720 } })).newPage();
     const url = `${origin}/portal/?agentPort=${agent.port}`;
-    if (embedder) await page.route(embedder, (route) => route.fulfill({ contentType: "text/html", body: `<iframe src="${url}" width="900" height="600">` }));
+    const body = `<iframe src="${url}" width="900" height="600">`;
+    if (embedder) await page.route(embedder, (route) => route.fulfill({ contentType: "text/html", body }));
     await page.goto(embedder ?? url);
     const view = embedder ? page.frameLocator("iframe") : page;
     await view.locator("#claim", { hasText: /CLM-24-000417/ }).waitFor();
@@ -58,8 +60,9 @@ describe("the sample page on a public https site", () => {
   async function deny(page) {
     const cdp = await page.context().newCDPSession(page);
     const { browserContextId } = (await cdp.send("Target.getTargetInfo")).targetInfo;
-    await cdp.send("Browser.setPermission", { permission: { name: "local-network-access" }, setting: "denied", origin, browserContextId });
-    assert.equal(await page.evaluate(async () => (await navigator.permissions.query({ name: "local-network-access" })).state), "denied");
+    const permission = { name: "local-network-access" };
+    await cdp.send("Browser.setPermission", { permission, setting: "denied", origin, browserContextId });
+    assert.equal(await page.evaluate(async (p) => (await navigator.permissions.query(p)).state, permission), "denied");
   }
 
   it("connects once local network access is granted", async () => {
