@@ -65,10 +65,6 @@ describe("the sample page on a public https site", () => {
     assert.equal(await page.evaluate(async (p) => (await navigator.permissions.query(p)).state, permission), "denied");
   }
 
-  it("connects once local network access is granted", async () => {
-    assert.equal((await connectOnce(grant)).state, "Connected.");
-  });
-
   for (const [when, prepare, screenshot] of [["was not granted"], ["is denied in the site's settings", deny, "reach-blocked.png"]]) {
     it(`says the browser blocked it, and where to allow it, when the permission ${when}`, async () => {
       const { page, state, hint } = await connectOnce(prepare);
@@ -83,7 +79,8 @@ describe("the sample page on a public https site", () => {
     assert.match(hint, /the iframe that shows this page needs allow="local-network-access"/);
   });
 
-  it("says the agent is not running, and how to start it, when none runs and the permission is granted", async () => {
+  it("with the permission granted connects, and once the agent has stopped says so and how to start it", async () => {
+    assert.equal((await connectOnce(grant)).state, "Connected.");
     await agent.stop();
     const { page, state, hint } = await connectOnce(grant);
     assert.equal(state, "The TarnAxe agent is not running on this computer.");
