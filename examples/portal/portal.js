@@ -3,6 +3,8 @@
 
 import {
   AgentNotRunningError,
+  BlockedByBrowserError,
+  IframeNotAllowedError,
   OriginNotAllowedError,
   connect,
   status,
@@ -81,16 +83,9 @@ async function connectAgent() {
   } catch (error) {
     io = null;
     $("connect").disabled = false;
-    if (error instanceof AgentNotRunningError) {
-      setAgentState("The TarnAxe agent is not running on this computer.", "bad");
-      showHint("Install the agent and start it (from its folder: bash scripts/run), then press " +
-               "Connect again.");
-    } else if (error instanceof OriginNotAllowedError) {
-      setAgentState(error.message, "bad");
-      showHint("Ask your administrator to allow this page in the agent's settings.");
-    } else {
-      setAgentState(`The agent could not be reached: ${error.message}`, "bad");
-    }
+    const [state, hint] = explainUnreachable(error);
+    setAgentState(state, "bad");
+    showHint(hint);
     return;
   }
 
@@ -111,6 +106,37 @@ async function connectAgent() {
   } catch (error) {
     reportError(error);
   }
+}
+
+// What a clerk reads, and what to do about it, when the agent could not be reached.
+function explainUnreachable(error) {
+  if (error instanceof BlockedByBrowserError && error.permission === "denied")
+    return ["Your browser blocked this page from reaching the TarnAxe agent.",
+            "To allow it: click the icon at the left of the address bar, open the settings for " +
+            "this site, set \"Apps on device\" (in some browsers \"Local network access\") to " +
+            "Allow, then reload this page and press Connect to the agent."];
+  if (error instanceof BlockedByBrowserError)
+    return ["Your browser did not let this page reach the TarnAxe agent.",
+            "Press Connect to the agent again. When the browser asks whether this site may use " +
+            "apps on this device, choose Allow."];
+  if (error instanceof IframeNotAllowedError) {
+    // Nothing the clerk can change: the page that embeds this one must.
+    console.error(error.message);
+    return ["This page cannot reach the TarnAxe agent from inside another page.",
+            "For the website's developer: the iframe that shows this page needs " +
+            "allow=\"local-network-access\". Until then, open this page in a tab of its own."];
+  }
+  if (error instanceof AgentNotRunningError)
+    return ["The TarnAxe agent is not running on this computer.",
+            "Start it: open the applications menu and choose \"TarnAxe agent\" (no window " +
+            "opens; it works in the background, and starts by itself when you sign in). Then " +
+            "press Connect to the agent again. If it is not in the menu, ask your office's IT " +
+            "person to install it."];
+  if (error instanceof OriginNotAllowedError)
+    return [`Pages from ${error.origin} are not allowed by the TarnAxe agent on this computer.`,
+            "Ask your office's IT person to add this website to the agent's allowed sites " +
+            "(AllowedOrigins in its settings)."];
+  return [`The agent could not be reached: ${error.message}`, ""];
 }
 
 async function afterConnect() {

@@ -1,5 +1,6 @@
-// The errors the client rejects with. Each is its own class so that a page can tell "install
-// or start the agent" from "allow this origin" from "the member failed" with instanceof.
+// The errors the client rejects with. Each is its own class so that a page can tell "start
+// the agent" from "allow it in the browser" from "allow this origin" from "the member failed"
+// with instanceof; the errors of a failure to reach the agent also carry a string `code`.
 
 export class BridgeError extends Error {
   constructor(message, options) {
@@ -9,10 +10,48 @@ export class BridgeError extends Error {
 }
 
 // Nothing answers on the agent's port, or something that is not the agent does.
+// permission is the page's local network access state, where the browser told it.
 export class AgentNotRunningError extends BridgeError {
-  constructor(message, { url, cause } = {}) {
+  constructor(message, { url, cause, permission } = {}) {
     super(message, cause === undefined ? undefined : { cause });
+    this.code = "AGENT_NOT_RUNNING";
     this.url = url;
+    if (permission !== undefined) this.permission = permission;
+  }
+}
+
+// The browser did not let the page reach the loopback address: local network access is
+// "denied" for the page's origin, or still "prompt" after the request (the user was asked
+// and did not allow it, or could not be asked: no click came first).
+export class BlockedByBrowserError extends BridgeError {
+  constructor({ url, origin, permission }) {
+    super(
+      permission === "denied"
+        ? `The browser blocked ${origin} from reaching the agent at ${url}: local network access` +
+            ` is denied for this site (allow "Apps on device" / local network access in the` +
+            ` site's settings)`
+        : `The browser did not let ${origin} reach the agent at ${url}: local network access` +
+            ` was not granted (ask from a click, and choose Allow when the browser asks)`,
+    );
+    this.code = "BLOCKED_BY_BROWSER";
+    this.url = url;
+    this.origin = origin;
+    this.permission = permission;
+  }
+}
+
+// The page runs in an iframe that was not given local network access: the embedding page
+// must add allow="local-network-access" to it. Nobody can grant it from inside the frame.
+export class IframeNotAllowedError extends BridgeError {
+  constructor({ url, origin }) {
+    super(
+      `The page ${origin} runs in an iframe without allow="local-network-access", so the` +
+        ` browser does not let it reach the agent at ${url}: add the attribute to the iframe` +
+        ` in the embedding page`,
+    );
+    this.code = "IFRAME_NOT_ALLOWED";
+    this.url = url;
+    this.origin = origin;
   }
 }
 
@@ -21,6 +60,7 @@ export class AgentNotRunningError extends BridgeError {
 export class HandshakeRefusedError extends BridgeError {
   constructor(message, { url, status, reason } = {}) {
     super(message);
+    this.code = "HANDSHAKE_REFUSED";
     this.url = url;
     this.status = status;
     this.reason = reason;
@@ -38,6 +78,7 @@ export class OriginNotAllowedError extends HandshakeRefusedError {
         ` of the agent's TarnLocal.ini)`,
       { url, status, reason },
     );
+    this.code = "ORIGIN_NOT_ALLOWED";
     this.origin = origin;
   }
 }

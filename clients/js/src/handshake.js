@@ -1,5 +1,5 @@
-// Opening the bridge's WebSocket, and saying why it did not open: no agent, an origin the
-// agent does not serve, or another refusal.
+// Opening the bridge's WebSocket, and saying why it did not open: no agent, the browser's
+// refusal, an origin the agent does not serve, or another refusal.
 
 import {
   AgentNotRunningError,
@@ -9,7 +9,8 @@ import {
 } from "./errors.js";
 import { status } from "./status.js";
 
-// A WebSocket that failed tells nothing in browsers; /status is asked why, within this.
+// A WebSocket that failed tells nothing in browsers (a refused connection and the browser's
+// own refusal both close with 1006); /status is asked why, within this.
 const PROBE_TIMEOUT_MS = 5000;
 
 // Resolves with the socket once it is open; rejects with the reason it did not open.

@@ -41,6 +41,12 @@ export interface InterfaceDescription {
   events: EventDescription[];
 }
 
+/**
+ * The page's permission to reach the loopback address ("local-network-access"), as the
+ * browser's Permissions API answers it.
+ */
+export type LocalNetworkPermission = "granted" | "prompt" | "denied";
+
 export interface AgentStatus {
   /** "TarnAxe" */
   name: string;
@@ -48,6 +54,8 @@ export interface AgentStatus {
   version: string;
   /** The bridge protocol version; compare with PROTOCOL_VERSION. */
   protocol: number;
+  /** The page's local network access permission; absent outside a browser or where unknown. */
+  permission?: LocalNetworkPermission;
 }
 
 export interface AddressOptions {
@@ -72,8 +80,10 @@ export interface StatusOptions extends AddressOptions {
 
 /**
  * Fetches GET /status. Rejects with AgentNotRunningError when nothing (or something else)
- * answers, and in a browser with OriginNotAllowedError when the agent runs but does not
- * serve the page's origin.
+ * answers, and in a browser with BlockedByBrowserError when the browser refused the page
+ * local network access, IframeNotAllowedError when the page's iframe lacks
+ * allow="local-network-access", OriginNotAllowedError when the agent runs but does not serve
+ * the page's origin.
  */
 export declare function status(options?: StatusOptions): Promise<AgentStatus>;
 
@@ -153,17 +163,40 @@ export interface IOClient {
 /** The connection to the agent's IO object: one function per member, and the events. */
 export type IO = IOClient & IOMembers;
 
-/** Opens the bridge. Rejects with AgentNotRunningError, OriginNotAllowedError or HandshakeRefusedError. */
+/**
+ * Opens the bridge. Rejects with AgentNotRunningError, BlockedByBrowserError,
+ * IframeNotAllowedError, OriginNotAllowedError or HandshakeRefusedError.
+ */
 export declare function connect(options?: ConnectOptions): Promise<IO>;
 
 export declare class BridgeError extends Error {}
 
 export declare class AgentNotRunningError extends BridgeError {
+  readonly code: "AGENT_NOT_RUNNING";
   /** The address that was tried. */
   readonly url: string;
+  /** The permission the browser reported (then "granted"), when it reported one. */
+  readonly permission?: LocalNetworkPermission;
+}
+
+/** The browser refused the page local network access: allowed in the site's settings. */
+export declare class BlockedByBrowserError extends BridgeError {
+  readonly code: "BLOCKED_BY_BROWSER";
+  readonly url: string;
+  readonly origin: string;
+  /** "denied": the site's setting blocks it; "prompt": the user did not allow it when asked. */
+  readonly permission: "denied" | "prompt";
+}
+
+/** The page runs in an iframe without allow="local-network-access": fixed by the embedding page. */
+export declare class IframeNotAllowedError extends BridgeError {
+  readonly code: "IFRAME_NOT_ALLOWED";
+  readonly url: string;
+  readonly origin: string;
 }
 
 export declare class HandshakeRefusedError extends BridgeError {
+  readonly code: "HANDSHAKE_REFUSED" | "ORIGIN_NOT_ALLOWED";
   readonly url: string;
   /** The HTTP status of the refusal; undefined where the platform hides it (browsers). */
   readonly status: number | undefined;
@@ -172,6 +205,7 @@ export declare class HandshakeRefusedError extends BridgeError {
 }
 
 export declare class OriginNotAllowedError extends HandshakeRefusedError {
+  readonly code: "ORIGIN_NOT_ALLOWED";
   /** The origin the agent does not serve. */
   readonly origin: string | undefined;
 }

@@ -6,6 +6,8 @@ export { status, DEFAULT_PORT } from "./status.js";
 export {
   BridgeError,
   AgentNotRunningError,
+  BlockedByBrowserError,
+  IframeNotAllowedError,
   HandshakeRefusedError,
   OriginNotAllowedError,
   IOError,

@@ -1,7 +1,14 @@
 // Detecting the agent: GET /status on the bridge's port answers its name, version and
-// protocol version, with CORS headers for the origins it serves.
+// protocol version, with CORS headers for the origins it serves. Where it fails, saying why:
+// no agent, the browser's refusal, or an origin the agent does not serve.
 
-import { AgentNotRunningError, HandshakeRefusedError, OriginNotAllowedError } from "./errors.js";
+import {
+  AgentNotRunningError,
+  BlockedByBrowserError,
+  HandshakeRefusedError,
+  IframeNotAllowedError,
+  OriginNotAllowedError,
+} from "./errors.js";
 
 export const DEFAULT_PORT = 29170;
 
@@ -36,8 +43,8 @@ export function pageOrigin() {
   return typeof origin === "string" && origin !== "null" ? origin : undefined;
 }
 
-function failure(url, text, cause) {
-  return new AgentNotRunningError(`The agent is not running at ${url}: ${text}`, { url, cause });
+function failure(url, text, cause, permission) {
+  return new AgentNotRunningError(`The agent is not running at ${url}: ${text}`, { url, cause, permission });
 }
 
 export async function status(options = {}) {
@@ -52,15 +59,10 @@ export async function status(options = {}) {
   try {
     response = await fetchImpl(url, { signal });
   } catch (error) {
-    if (signal?.aborted) throw failure(url, `no answer within ${timeoutMs} ms`, error);
-    // A browser tells a refused connection and a refused CORS check apart to nobody. An
-    // opaque request gets an answer only where something listens, and the agent sends
-    // its CORS headers to the origins it serves only.
-    const origin = pageOrigin();
-    if (origin !== undefined && (await answersOpaquely(fetchImpl, url, signal)))
-      throw new OriginNotAllowedError({ url, origin });
-    throw failure(url, "nothing answers", error);
+    throw await unreachable(url, fetchImpl, signal, error, timeoutMs);
   }
+  // Read after the request, which is what may have made the browser ask the user.
+  const permission = pageOrigin() === undefined ? undefined : await localNetworkPermission();
 
   if (response.status === 403) {
     const reason = (await response.text().catch(() => "")).trim();
@@ -80,7 +82,73 @@ export async function status(options = {}) {
   if (body === null || typeof body !== "object" || typeof body.name !== "string" ||
       typeof body.version !== "string" || typeof body.protocol !== "number")
     throw failure(url, "something else answers there (not the agent's status)");
-  return { name: body.name, version: body.version, protocol: body.protocol };
+  const answer = { name: body.name, version: body.version, protocol: body.protocol };
+  if (permission !== undefined) answer.permission = permission;
+  return answer;
+}
+
+// Why a request to the agent failed. Outside a browser a failed request is a missing agent.
+// In a public page, the browser may have refused it: the permission says so, and it is read
+// before the probe below, which would only make the browser ask once more.
+async function unreachable(url, fetchImpl, signal, error, timeoutMs) {
+  const text = signal?.aborted ? `no answer within ${timeoutMs} ms` : "nothing answers";
+  const origin = pageOrigin();
+  if (origin === undefined) return failure(url, text, error);
+  let permission;
+  if (needsPermission(origin)) {
+    if (iframeWithoutAccess()) return new IframeNotAllowedError({ url, origin });
+    permission = await localNetworkPermission();
+    if (permission === "denied" || permission === "prompt") return new BlockedByBrowserError({ url, origin, permission });
+  }
+  // A browser tells a refused connection and a refused CORS check apart to nobody. An
+  // opaque request gets an answer only where something listens, and the agent sends its
+  // CORS headers to the origins it serves only.
+  if (!signal?.aborted && (await answersOpaquely(fetchImpl, url, signal)))
+    return new OriginNotAllowedError({ url, origin });
+  return failure(url, text, error, permission);
+}
+
+// Local network access: a public page needs the user's permission to reach the loopback
+// address. Of the permission's names, the first one the browser knows is the one asked:
+// Chromium knows all three, but "local-network-access" is the one its site settings and its
+// DevTools protocol change.
+const PERMISSION_NAMES = ["local-network-access", "loopback-network", "local-network"];
+const FEATURE = "local-network-access";
+
+// "granted", "prompt" or "denied"; undefined outside a browser, or in one that knows none
+// of the names (it does not ask before a page reaches the loopback address).
+async function localNetworkPermission() {
+  const permissions = globalThis.navigator?.permissions;
+  if (typeof permissions?.query !== "function") return undefined;
+  for (const name of PERMISSION_NAMES) {
+    try {
+      return (await permissions.query({ name })).state;
+    } catch {
+      // a name this browser does not know: try the next
+    }
+  }
+  return undefined;
+}
+
+// Whether the browser asks the user before this page may reach the loopback address. A page
+// served from this computer needs no permission, whatever the Permissions API says; neither
+// is it asked for an insecure page (which reads "denied", and is either refused outright or,
+// on a loopback address under another name, needs none).
+function needsPermission(origin) {
+  if (globalThis.isSecureContext !== true) return false;
+  const host = new URL(origin).hostname;
+  return !(host === "localhost" || host.endsWith(".localhost") || host === "[::1]" || /^127\./.test(host));
+}
+
+// In an iframe whose embedder did not delegate the permission, the browser denies it to the
+// frame outright. Only a browser that knows the feature can say so; features() guards
+// against one that answers false for every feature it does not know.
+function iframeWithoutAccess() {
+  const view = globalThis.window;
+  if (view === undefined || view.top === view) return false;
+  const policy = globalThis.document?.permissionsPolicy ?? globalThis.document?.featurePolicy;
+  if (typeof policy?.allowsFeature !== "function" || typeof policy.features !== "function") return false;
+  return policy.features().includes(FEATURE) && !policy.allowsFeature(FEATURE);
 }
 
 async function answersOpaquely(fetchImpl, url, signal) {
