@@ -1,6 +1,7 @@
-// HttpTransport against a scripted server: when a connection is kept for the next request,
-// the one resend after a kept connection closed, answers cut short or refused, the error
-// texts, the request's head, and the time-out that only a silent server meets.
+// HttpTransport against a scripted server: one answer on a kept connection (whether the
+// connection is kept after it, its error text, answers cut short or refused), the one resend
+// after a kept connection closed, the request's head, and the time-out that only a silent
+// server meets.
 
 #include "http/HttpTransport.h"
 #include "support/ScriptedHttpServer.h"
@@ -32,14 +33,10 @@ class TestHttpTransport : public QObject {
 
 private slots:
     void init();
-    void connectionKeptOrNot_data();
-    void connectionKeptOrNot();
+    void oneAnswer_data();
+    void oneAnswer();
     void keptConnectionClosedUnansweredIsSentOnceMore_data();
     void keptConnectionClosedUnansweredIsSentOnceMore();
-    void answerCutShort_data();
-    void answerCutShort();
-    void statusTexts_data();
-    void statusTexts();
     void requestHead();
     void onlyStillnessTimesOut();
     void fileThatShrinksWhileSent();
@@ -74,15 +71,18 @@ void TestHttpTransport::init()
     m_transport = std::make_unique<HttpTransport>(HttpTransportOptions{5000, {}});
 }
 
-void TestHttpTransport::connectionKeptOrNot_data()
+void TestHttpTransport::oneAnswer_data()
 {
-    QTest::addColumn<ScriptedAnswer>("first");
+    QTest::addColumn<ScriptedAnswer>("answer");
     QTest::addColumn<int>("idleMs");
-    QTest::addColumn<QString>("error"); // of the first request
-    QTest::addColumn<int>("connections");
+    QTest::addColumn<QString>("error");
+    QTest::addColumn<int>("connections"); // for the three requests
     const auto row = [](const char* name, const QByteArray& answer, int connections,
                         const QString& error = kHttpNoError, bool closeAfter = false) {
         QTest::newRow(name) << ScriptedAnswer::raw(answer, closeAfter) << 0 << error << connections;
+    };
+    const auto status = [&row](const char* name, const QByteArray& head, const QString& error) {
+        row(name, head + "Content-Length: 0\r\n\r\n", 1, error);
     };
     // Unless closeAfter, the server leaves its side open: only the reply's words count.
     row("chunked", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\n\r\n", 1);
@@ -92,32 +92,53 @@ void TestHttpTransport::connectionKeptOrNot_data()
     row("HTTP/1.0", "HTTP/1.0 200 OK\r\nContent-Length: 0\r\n\r\n", 2);
     row("HTTP/1.0 keep-alive",
         "HTTP/1.0 200 OK\r\nConnection: Keep-Alive\r\nContent-Length: 0\r\n\r\n", 1);
-    row("error reply kept", "HTTP/1.1 500 Oops\r\nContent-Length: 4\r\n\r\noops", 1,
-        QStringLiteral("HTTP 500 Oops"));
     // The stream is out of step: the bytes too many come with the reply or after it.
     row("bytes beyond the length", "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nokxyz", 2);
     row("invalid answer", QByteArray("\x00\xff garbage\r\n\r\n", 14), 2,
         QStringLiteral("Invalid reply from the server: it does not begin with an HTTP/1.x "
                        "status line"));
+    // An answer that began is never sent for again, on a kept connection too.
+    for (const char* cut : {"HTTP/1.1 2", "HTTP/1.1 200 OK\r\nContent-Le",
+                            "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nonly this",
+                            "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n"}) {
+        row(cut, cut, 2, kClosed, true);
+        QTest::newRow(QByteArray(cut).append(", then silence").constData())
+            << ScriptedAnswer::raw(cut) << 0 << QStringLiteral("Timed out") << 2;
+    }
+    status("the server's reason", "HTTP/1.1 500 Database Down\r\n", "HTTP 500 Database Down");
+    status("standard reason when none", "HTTP/1.1 503\r\n", "HTTP 503 Service Unavailable");
+    status("blank reason", "HTTP/1.1 404   \r\n", "HTTP 404 Not Found");
+    status("unknown status without reason", "HTTP/1.1 599\r\n", "HTTP 599");
+    status("redirect", "HTTP/1.1 301\r\nLocation: https://new.example/P.asp\r\n",
+           "HTTP 301 Moved Permanently (redirect to https://new.example/P.asp not followed)");
+    status("redirect without location", "HTTP/1.1 307 Temporary Redirect\r\n",
+           "HTTP 307 Temporary Redirect");
+    status("no content is success", "HTTP/1.1 204 No Content\r\n", kHttpNoError);
+    status("after an interim reply", "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 403 Forbidden\r\n",
+           "HTTP 403 Forbidden");
     // Seen by the socket while the loop turned, or only when the next request goes.
-    ScriptedAnswer closing = ScriptedAnswer::reply(200, "OK", "first");
+    ScriptedAnswer closing = ScriptedAnswer::reply(200, "OK");
     closing.closeAfter = true;
     QTest::newRow("closed right after the reply") << closing << 0 << kHttpNoError << 2;
     QTest::newRow("closed while idle") << closing << 100 << kHttpNoError << 2;
 }
 
-void TestHttpTransport::connectionKeptOrNot()
+void TestHttpTransport::oneAnswer()
 {
-    QFETCH(ScriptedAnswer, first);
+    QFETCH(ScriptedAnswer, answer);
     QFETCH(int, idleMs);
-    m_server->script({first, ScriptedAnswer::reply(200, "OK", "second")});
-    QTEST(post().error, "error");
+    setTimeout(500);
+    m_server->script({ScriptedAnswer::reply(200, "OK", "first"), answer,
+                      ScriptedAnswer::reply(200, "OK", "third")});
+    QCOMPARE(post().body, QByteArray("first"));
+    const HttpPostResult result = post(); // on the kept connection
+    QTEST(result.error, "error");
+    if (!result.ok())
+        QVERIFY(result.body.isEmpty());
     if (idleMs > 0)
         QTest::qWait(idleMs);
-    const HttpPostResult result = post();
-    QCOMPARE(result.error, kHttpNoError);
-    QCOMPARE(result.body, QByteArray("second"));
-    QCOMPARE(m_server->requests().size(), 2);
+    QCOMPARE(post().body, QByteArray("third"));
+    QCOMPARE(m_server->requests().size(), 3);
     QTEST(m_server->connectionsAccepted(), "connections");
 }
 
@@ -151,61 +172,6 @@ void TestHttpTransport::keptConnectionClosedUnansweredIsSentOnceMore()
     QCOMPARE(post().error, kClosed);
     QCOMPARE(requests.size(), 6);
     QCOMPARE(m_server->connectionsAccepted(), 4);
-}
-
-void TestHttpTransport::answerCutShort_data()
-{
-    QTest::addColumn<QByteArray>("answer");
-    QTest::newRow("in the status line") << QByteArray("HTTP/1.1 2");
-    QTest::newRow("in the headers") << QByteArray("HTTP/1.1 200 OK\r\nContent-Le");
-    QTest::newRow("short of its length")
-        << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nonly this");
-    QTest::newRow("before the last chunk")
-        << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n");
-}
-
-void TestHttpTransport::answerCutShort()
-{
-    QFETCH(QByteArray, answer);
-    // On a kept connection too: an answer that began is never sent for again.
-    m_server->script({ScriptedAnswer::reply(200, "OK"), ScriptedAnswer::raw(answer, true),
-                      ScriptedAnswer::reply(200, "OK", "never")});
-    QCOMPARE(post().error, kHttpNoError);
-    QCOMPARE(post().error, kClosed);
-    QCOMPARE(m_server->requests().size(), 2);
-    // The same answer from a server that then says nothing more.
-    setTimeout(300);
-    m_server->script({ScriptedAnswer::raw(answer)});
-    QCOMPARE(post().error, QStringLiteral("Timed out"));
-}
-
-void TestHttpTransport::statusTexts_data()
-{
-    QTest::addColumn<QByteArray>("answer");
-    QTest::addColumn<QString>("error");
-    const auto row = [](const char* name, const QByteArray& head, const QString& error) {
-        QTest::newRow(name) << head + "Content-Length: 0\r\n\r\n" << error;
-    };
-    row("the server's reason", "HTTP/1.1 500 Database Down\r\n", "HTTP 500 Database Down");
-    row("standard reason when none", "HTTP/1.1 503\r\n", "HTTP 503 Service Unavailable");
-    row("blank reason", "HTTP/1.1 404   \r\n", "HTTP 404 Not Found");
-    row("unknown status without reason", "HTTP/1.1 599\r\n", "HTTP 599");
-    row("redirect", "HTTP/1.1 301\r\nLocation: https://new.example/P.asp\r\n",
-        "HTTP 301 Moved Permanently (redirect to https://new.example/P.asp not followed)");
-    row("redirect without location", "HTTP/1.1 307 Temporary Redirect\r\n",
-        "HTTP 307 Temporary Redirect");
-    row("no content is success", "HTTP/1.1 204 No Content\r\n", kHttpNoError);
-    row("after an interim reply", "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 403 Forbidden\r\n",
-        "HTTP 403 Forbidden");
-}
-
-void TestHttpTransport::statusTexts()
-{
-    QFETCH(QByteArray, answer);
-    m_server->script({ScriptedAnswer::raw(answer)});
-    const HttpPostResult result = post();
-    QTEST(result.error, "error");
-    QVERIFY(result.body.isEmpty());
 }
 
 void TestHttpTransport::requestHead()

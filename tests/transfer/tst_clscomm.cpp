@@ -1,6 +1,6 @@
 // clsComm and the reads of an assignment against a server that answers exactly what each
 // case scripts: the bytes of each kind of request, the attempts and their errors, and
-// every reply the reads must cope with.
+// every reply (and every quirk of its fields) that the reads must cope with.
 
 #include "support/RecordingView.h"
 #include "support/ScriptedHttpServer.h"
@@ -172,8 +172,13 @@ void TestClsComm::blobReplies_data()
                         const QByteArray& data, const char* error = "") {
         QTest::newRow(name) << blob << ok(reply) << data << QString::fromLatin1(error);
     };
-    row("whole blob, TABs inside kept", Blob::Export,
-        "Status:SUCCESS\tExportSize:7\tExport:a\tb:c\r\n\t", "a\tb:c\r\n");
+    row("whole blob: TABs, colons, NULs kept", Blob::Export,
+        QByteArray("Status:SUCCESS\tExportSize:8\tExport:a\tb:c\0\r\n\t", 44),
+        QByteArray("a\tb:c\0\r\n", 8));
+    row("a blob's own TAB ends its field", Blob::Mie, "Status:SUCCESS\tExportSize:3\tExport:a\tc",
+        "a\tc");
+    row("a name that is a value elsewhere, after empty fields", Blob::Ems,
+        "\t\tBasename:Status\tStatus:SUCCESS\tExportSize:3\tExport:abc\t", "abc");
     row("status in lower case", Blob::Ems, "Status:success\tExportSize:3\tExport:abc\t", "abc");
     row("size 0 is no data", Blob::Export, "Status:SUCCESS\tExportSize:0\tExport:\t", "");
     row("unreadable size counts as 0", Blob::Mie, "Status:SUCCESS\tExportSize:x\tExport:abc\t", "");
@@ -183,6 +188,14 @@ void TestClsComm::blobReplies_data()
         "abc\t");
     row("no status", Blob::Export, "ExportSize:3\tExport:abc\t", "",
         "EMSBlobReadError: No Status returned");
+    row("names are case-sensitive", Blob::Export, "status:SUCCESS\tExportSize:3\tExport:abc\t", "",
+        "EMSBlobReadError: No Status returned");
+    row("only field without its TAB", Blob::Export, "Status:SUCCESS", "",
+        "EMSBlobReadError: No Status returned");
+    row("first of two with one name", Blob::Mie,
+        "Status:FAILURE\tStatus:SUCCESS\tErrorMessage:C:\\x\t", "", "MIEBlobReadError: C:\\x");
+    row("no TAB after the blob", Blob::Export, "Status:SUCCESS\tExportSize:3\tExport:abc", "",
+        "EMSBlobReadError: No export data returned");
     row("failure with its message", Blob::Mie, "Status:FAILURE\tErrorMessage:Not found\t", "",
         "MIEBlobReadError: Not found");
     row("failure without a message", Blob::Ems, "Status:FAILURE\t", "",
