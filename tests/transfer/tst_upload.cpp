@@ -127,6 +127,9 @@ QString TestUpload::writeFile(const QString& name, const QByteArray& bytes)
 
 bool TestUpload::run()
 {
+    // An unexpected question ends the upload rather than resuming it for ever.
+    if (m_ui.boxAnswers.isEmpty())
+        m_ui.boxAnswers.enqueue(MessageAnswer::No);
     return UploadTransaction(m_state.request, m_state, m_lists, m_ui, m_view, *m_http)
         .UploadAttachments();
 }
@@ -234,8 +237,8 @@ void TestUpload::failures_data()
     // The client tries a file four times, and the upload a failed step twice.
     QTest::newRow("append fails thrice")
         << QByteArray("AppendToFile") << QByteArray("http500") << 3 << -1 << QString();
-    QTest::newRow("insert fails once")
-        << QByteArray("InsertImage") << QByteArray("no-status") << 1 << -1 << QString();
+    QTest::newRow("insert answered with garbage once")
+        << QByteArray("InsertImage") << QByteArray("garbage") << 1 << -1 << QString();
     QTest::newRow("insert fails twice, Yes")
         << QByteArray("InsertImage") << QByteArray("no-status") << 2 << yes << "Uploading Image";
     QTest::newRow("insert fails twice, No")
@@ -355,14 +358,6 @@ void TestUpload::transferSettings()
     TransferOptions options = readTransferOptions(ini);
     QCOMPARE(options.error, QString());
     QCOMPARE(options.http.inactivityTimeoutMs, 500);
-    m_http->transport().setOptions(options.http);
-    QVERIFY(m_server->setFaults(
-        R"([{"page": "/dataup/ReadAssignment.asp", "times": 1, "action": "delay:3000"}])"));
-    m_http->PostPage = QStringLiteral("/dataup/ReadAssignment.asp");
-    QString error;
-    QVERIFY(!m_http->SendData(QStringLiteral("GUID:{X}\t"), error));
-    QCOMPARE(error, QStringLiteral("Timed out"));
-
     QVERIFY(test::writeFileContents(
         ini, "[Transfer]\nCACertificates=/no/such/ca.pem\nTimeoutSeconds=soon\n"));
     options = readTransferOptions(ini);
