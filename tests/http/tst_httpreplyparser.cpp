@@ -1,5 +1,5 @@
-// The HTTP reply parser on its own: each framing, fed whole, a byte at a time and in
-// uneven pieces; the end of a connection; and the answers it refuses.
+// The HTTP reply parser on its own: each framing fed whole, a byte at a time and in uneven
+// pieces; the end of a connection; the answers it refuses; its limits to the byte.
 
 #include "http/HttpReplyParser.h"
 
@@ -10,7 +10,8 @@ using namespace tarnaxe;
 namespace {
 
 // Feeds bytes in pieces of the given sizes, cycling through them.
-HttpReplyParser parse(const QByteArray& bytes, const QList<int>& pieces, bool close)
+HttpReplyParser parse(const QByteArray& bytes, const QList<int>& pieces = {1 << 30},
+                      bool close = false)
 {
     HttpReplyParser parser;
     qsizetype at = 0;
@@ -24,7 +25,9 @@ HttpReplyParser parse(const QByteArray& bytes, const QList<int>& pieces, bool cl
     return parser;
 }
 
-const QList<QList<int>> kSplits = {{1 << 30}, {1}, {2, 7, 1, 13}, {5, 64}};
+const QList<QList<int>> kSplits = {{1 << 30}, {1}, {2, 7, 1, 13}};
+const QByteArray kOk = "HTTP/1.1 200 OK\r\n";
+const QByteArray kChunked = kOk + "Transfer-Encoding: chunked\r\n\r\n";
 
 } // namespace
 
@@ -37,9 +40,7 @@ private slots:
     void refusesAnswers_data();
     void refusesAnswers();
     void closeEndsOnlyAnOpenEndedBody();
-    void nothingBeforeTheClose();
     void bytesAfterTheReplyMakeTheConnectionUnfit();
-    void headersAreFoundWithoutRegardToCase();
     void limitsAreExact();
 };
 
@@ -51,266 +52,166 @@ void TestHttpReplyParser::readsReplies_data()
     QTest::addColumn<QByteArray>("reason");
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<bool>("keepAlive");
-
-    QTest::newRow("content length")
-        << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nab\tc\0", 43) << false << 200
-        << QByteArray("OK") << QByteArray("ab\tc\0", 5) << true;
-    QTest::newRow("empty body") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n")
-                                << false << 200 << QByteArray("OK") << QByteArray() << true;
-    QTest::newRow("reason with spaces, bare LF")
-        << QByteArray("HTTP/1.1 500 Internal Server Error\nContent-Length: 1\n\nx") << false << 500
-        << QByteArray("Internal Server Error") << QByteArray("x") << true;
-    QTest::newRow("no reason") << QByteArray("HTTP/1.1 503\r\nContent-Length: 0\r\n\r\n") << false
-                               << 503 << QByteArray() << QByteArray() << true;
-    QTest::newRow("chunked with extension and trailer")
-        << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
-                      "5\r\nHello\r\n7;name=value\r\n, world\r\n00\r\nX-Trailer: 1\r\n\r\n")
-        << false << 200 << QByteArray("OK") << QByteArray("Hello, world") << true;
-    QTest::newRow("chunk sizes in either case")
-        << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: Chunked\r\n\r\n"
-                      "a\r\n0123456789\r\nA\r\nabcdefghij\r\n0\r\n\r\n")
-        << false << 200 << QByteArray("OK") << QByteArray("0123456789abcdefghij") << true;
-    QTest::newRow("chunks override a length")
-        << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 2\r\nTransfer-Encoding: chunked\r\n\r\n"
-                      "3\r\nabc\r\n0\r\n\r\n")
-        << false << 200 << QByteArray("OK") << QByteArray("abc") << false;
-    QTest::newRow("until the close")
-        << QByteArray("HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n\r\nto the end") << true
-        << 200 << QByteArray("OK") << QByteArray("to the end") << false;
-    QTest::newRow("connection close")
-        << QByteArray("HTTP/1.1 404 Not Found\r\nConnection: Close\r\nContent-Length: 3\r\n\r\nnot")
-        << false << 404 << QByteArray("Not Found") << QByteArray("not") << false;
-    QTest::newRow("HTTP/1.0 closes by default")
-        << QByteArray("HTTP/1.0 200 OK\r\nContent-Length: 2\r\n\r\nok") << false << 200
-        << QByteArray("OK") << QByteArray("ok") << false;
-    QTest::newRow("HTTP/1.0 keep-alive")
-        << QByteArray("HTTP/1.0 200 OK\r\nConnection: keep-alive\r\nContent-Length: 2\r\n\r\nok")
-        << false << 200 << QByteArray("OK") << QByteArray("ok") << true;
-    QTest::newRow("interim replies skipped")
-        << QByteArray("HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 103 Early Hints\r\nLink: </a>\r\n\r\n"
-                      "HTTP/1.1 201 Created\r\nContent-Length: 1\r\n\r\n!")
-        << false << 201 << QByteArray("Created") << QByteArray("!") << true;
-    QTest::newRow("no content has no body")
-        << QByteArray("HTTP/1.1 204 No Content\r\n\r\n") << false << 204 << QByteArray("No Content")
-        << QByteArray() << true;
-    QTest::newRow("the same length twice")
-        << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 2, 2\r\nContent-Length: 2\r\n\r\nok")
-        << false << 200 << QByteArray("OK") << QByteArray("ok") << true;
-    QTest::newRow("identity encoding")
-        << QByteArray(
-               "HTTP/1.1 200 OK\r\nContent-Encoding: identity\r\nContent-Length: 2\r\n\r\nok")
-        << false << 200 << QByteArray("OK") << QByteArray("ok") << true;
+    const auto row = [](const char* name, const QByteArray& bytes, bool close, int status,
+                        const char* reason, const QByteArray& body, bool keepAlive) {
+        QTest::newRow(name) << bytes << close << status << QByteArray(reason) << body << keepAlive;
+    };
+    row("content length", kOk + "Content-Length: 5\r\n\r\n" + QByteArray("ab\tc\0", 5), false, 200,
+        "OK", QByteArray("ab\tc\0", 5), true);
+    row("reason with spaces, bare LF", "HTTP/1.1 500 Internal Server Error\nContent-Length: 1\n\nx",
+        false, 500, "Internal Server Error", "x", true);
+    row("no reason", "HTTP/1.1 503\r\nContent-Length: 0\r\n\r\n", false, 503, "", "", true);
+    row("chunked, extension, trailer",
+        kChunked + "10;n=v\r\n0123456789abcdef\r\na\r\nABCDEFGHIJ\r\nA\r\nabcdefghij\r\n00\r\n"
+                   "X-Trailer: 1\r\n\r\n",
+        false, 200, "OK", "0123456789abcdefABCDEFGHIJabcdefghij", true);
+    row("chunks override a length",
+        kOk + "Content-Length: 2\r\nTransfer-Encoding: Chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n", false,
+        200, "OK", "abc", false);
+    row("until the close", kOk + "\r\nto the end", true, 200, "OK", "to the end", false);
+    row("connection close", kOk + "Connection: Close\r\nContent-Length: 3\r\n\r\nnot", false, 200,
+        "OK", "not", false);
+    row("HTTP/1.0 closes", "HTTP/1.0 200 OK\r\nContent-Length: 2\r\n\r\nok", false, 200, "OK", "ok",
+        false);
+    row("HTTP/1.0 keep-alive",
+        "HTTP/1.0 200 OK\r\nConnection: keep-alive\r\nContent-Length: 2\r\n\r\nok", false, 200,
+        "OK", "ok", true);
+    row("interim replies skipped",
+        "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 103 Early Hints\r\nLink: </a>\r\n\r\n"
+        "HTTP/1.1 201 Created\r\nContent-Length: 1\r\n\r\n!",
+        false, 201, "Created", "!", true);
+    row("no content has no body", "HTTP/1.1 204 No Content\r\n\r\n", false, 204, "No Content", "",
+        true);
+    row("the same length twice, identity encoding",
+        kOk + "Content-Length: 2, 2\r\nContent-Length: 2\r\nContent-Encoding: identity\r\n\r\nok",
+        false, 200, "OK", "ok", true);
 }
 
 void TestHttpReplyParser::readsReplies()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(bool, close);
-    QFETCH(int, status);
-    QFETCH(QByteArray, reason);
-    QFETCH(QByteArray, body);
-    QFETCH(bool, keepAlive);
-
     for (const QList<int>& split : kSplits) {
         const HttpReplyParser parser = parse(bytes, split, close);
         QVERIFY2(parser.complete(), qPrintable(parser.error()));
-        QVERIFY(parser.started());
-        QCOMPARE(parser.status(), status);
-        QCOMPARE(parser.reason(), reason);
-        QCOMPARE(parser.body(), body);
-        QCOMPARE(parser.keepAlive(), keepAlive);
+        QTEST(parser.status(), "status");
+        QTEST(parser.reason(), "reason");
+        QTEST(parser.body(), "body");
+        QTEST(parser.keepAlive(), "keepAlive");
     }
+    // Headers are found without regard to case, folded lines joined.
+    const HttpReplyParser parser =
+        parse(kOk + "location:  http://x/y \r\nX-Long: a\r\n b\r\nContent-Length: 0\r\n\r\n");
+    QCOMPARE(parser.header("Location"), QByteArray("http://x/y"));
+    QCOMPARE(parser.header("x-long"), QByteArray("a b"));
+    QVERIFY(parser.header("Set-Cookie").isNull());
 }
 
 void TestHttpReplyParser::refusesAnswers_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QString>("error");
-
-    const QString notHttp = QStringLiteral("it does not begin with an HTTP/1.x status line");
-    QTest::newRow("garbage") << QByteArray("\x16\x03\x01 binary\r\n\r\n") << notHttp;
-    QTest::newRow("HTTP/2") << QByteArray("HTTP/2 200\r\n\r\n") << notHttp;
-    QTest::newRow("two-digit status") << QByteArray("HTTP/1.1 20 OK\r\n\r\n") << notHttp;
-    QTest::newRow("status glued to reason") << QByteArray("HTTP/1.1 200OK\r\n\r\n") << notHttp;
-    QTest::newRow("status below 100")
-        << QByteArray("HTTP/1.1 099 Odd\r\n\r\n") << QStringLiteral("its status 99 does not exist");
-    QTest::newRow("header without colon")
-        << QByteArray("HTTP/1.1 200 OK\r\nContent-Length 2\r\n\r\nok")
-        << QStringLiteral("a header line is not \"Name: value\"");
-    QTest::newRow("space before colon")
-        << QByteArray("HTTP/1.1 200 OK\r\nContent-Length : 2\r\n\r\nok")
-        << QStringLiteral("a header line is not \"Name: value\"");
-    QTest::newRow("continuation first")
-        << QByteArray("HTTP/1.1 200 OK\r\n folded\r\n\r\n")
-        << QStringLiteral("its first header line is a continuation");
-    QTest::newRow("length not a number")
-        << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 12a\r\n\r\n")
-        << QStringLiteral("its Content-Length is not a number");
-    QTest::newRow("negative length") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: -1\r\n\r\n")
-                                     << QStringLiteral("its Content-Length is not a number");
-    QTest::newRow("length overflows")
-        << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 99999999999999999999999\r\n\r\n")
-        << QStringLiteral("its Content-Length is not a number");
-    QTest::newRow("two lengths")
-        << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 2\r\nContent-Length: 3\r\n\r\nok")
-        << QStringLiteral("it gives two different Content-Lengths");
-    QTest::newRow("length over the limit")
-        << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 67108865\r\n\r\n")
-        << QStringLiteral("its body is larger than 64 MiB");
-    QTest::newRow("chunk size overflows")
-        << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
-                      "1FFFFFFFFFFFFFFFF\r\nx")
-        << QStringLiteral("a chunk size is too large");
-    QTest::newRow("chunk over the limit")
-        << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n4000001\r\n")
-        << QStringLiteral("its body is larger than 64 MiB");
-    QTest::newRow("chunk size not hexadecimal")
-        << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nxyz\r\n")
-        << QStringLiteral("a chunk size is not a hexadecimal number");
-    QTest::newRow("chunk size missing")
-        << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n\r\n")
-        << QStringLiteral("a chunk size is not a hexadecimal number");
-    QTest::newRow("chunk longer than said")
-        << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nabc\r\n0\r\n\r\n")
-        << QStringLiteral("a chunk is longer than its size says");
-    QTest::newRow("endless chunk size line")
-        << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1;") +
-               QByteArray(5000, 'e')
-        << QStringLiteral("a chunk size line is longer than 4096 bytes");
-    QTest::newRow("other transfer coding")
-        << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: gzip, chunked\r\n\r\n")
-        << QStringLiteral("its transfer coding gzip, chunked is not supported");
-    QTest::newRow("compressed")
-        << QByteArray("HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: 2\r\n\r\nok")
-        << QStringLiteral("it is encoded as gzip, which was not asked for");
-    QTest::newRow("switching protocols")
-        << QByteArray("HTTP/1.1 101 Switching Protocols\r\nUpgrade: h2c\r\n\r\n")
-        << QStringLiteral("the server switched to another protocol");
-    QTest::newRow("headers over 64 KiB")
-        << QByteArray("HTTP/1.1 200 OK\r\n") + QByteArray("X-Filler: ") +
-               QByteArray(70 * 1024, 'f') + "\r\n\r\n"
-        << QStringLiteral("its headers are larger than 64 KiB");
-    QByteArray interims;
-    for (int i = 0; i < 4000; ++i)
-        interims += "HTTP/1.1 100 Continue\r\n\r\n";
-    QTest::newRow("endless interim replies")
-        << interims << QStringLiteral("its headers are larger than 64 KiB");
+    const auto row = [](const char* name, const QByteArray& bytes, const char* error) {
+        QTest::newRow(name) << bytes << QString::fromLatin1(error);
+    };
+    const char* notHttp = "it does not begin with an HTTP/1.x status line";
+    const char* notField = "a header line is not \"Name: value\"";
+    const char* badLength = "its Content-Length is not a number";
+    const char* tooLarge = "its body is larger than 64 MiB";
+    const char* notHex = "a chunk size is not a hexadecimal number";
+    const char* bigHead = "its headers are larger than 64 KiB";
+    row("garbage", "\x16\x03\x01 binary\r\n\r\n", notHttp);
+    row("HTTP/2", "HTTP/2 200\r\n\r\n", notHttp);
+    row("two-digit status", "HTTP/1.1 20 OK\r\n\r\n", notHttp);
+    row("status glued to reason", "HTTP/1.1 200OK\r\n\r\n", notHttp);
+    row("status below 100", "HTTP/1.1 099 Odd\r\n\r\n", "its status 99 does not exist");
+    row("header without colon", kOk + "Content-Length 2\r\n\r\nok", notField);
+    row("space before colon", kOk + "Content-Length : 2\r\n\r\nok", notField);
+    row("continuation first", kOk + " folded\r\n\r\n", "its first header line is a continuation");
+    row("length not a number", kOk + "Content-Length: 12a\r\n\r\n", badLength);
+    row("negative length", kOk + "Content-Length: -1\r\n\r\n", badLength);
+    row("length overflows", kOk + "Content-Length: 18446744073709551617\r\n\r\n", badLength);
+    row("two lengths", kOk + "Content-Length: 2\r\nContent-Length: 3\r\n\r\nok",
+        "it gives two different Content-Lengths");
+    row("length over the limit", kOk + "Content-Length: 67108865\r\n\r\n", tooLarge);
+    row("chunk size overflows", kChunked + "1FFFFFFFFFFFFFFFF\r\nx", "a chunk size is too large");
+    row("chunk over the limit", kChunked + "4000001\r\n", tooLarge);
+    row("chunk size not hexadecimal", kChunked + "-5\r\n", notHex);
+    row("chunk size missing", kChunked + "\r\n", notHex);
+    row("chunk longer than said", kChunked + "2\r\nabc\r\n0\r\n\r\n",
+        "a chunk is longer than its size says");
+    row("endless chunk size line", kChunked + "1;" + QByteArray(5000, 'e'),
+        "a chunk size line is longer than 4096 bytes");
+    row("other transfer coding", kOk + "Transfer-Encoding: gzip, chunked\r\n\r\n",
+        "its transfer coding gzip, chunked is not supported");
+    row("compressed", kOk + "Content-Encoding: br\r\nContent-Length: 2\r\n\r\nok",
+        "it is encoded as br, which was not asked for");
+    row("switching protocols", "HTTP/1.1 101 Switching Protocols\r\nUpgrade: h2c\r\n\r\n",
+        "the server switched to another protocol");
+    row("headers over 64 KiB", kOk + "X-Filler: " + QByteArray(70 * 1024, 'f') + "\r\n\r\n",
+        bigHead);
+    row("endless interim replies", QByteArray("HTTP/1.1 100 Continue\r\n\r\n").repeated(4000),
+        bigHead);
 }
 
 void TestHttpReplyParser::refusesAnswers()
 {
     QFETCH(QByteArray, bytes);
-    QFETCH(QString, error);
-
     for (const QList<int>& split : kSplits) {
-        const HttpReplyParser parser = parse(bytes, split, false);
+        const HttpReplyParser parser = parse(bytes, split);
         QVERIFY(parser.failed());
-        QCOMPARE(parser.error(), error);
-        QVERIFY(!parser.cutShort());
-        QVERIFY(!parser.keepAlive());
-        QVERIFY(parser.body().isEmpty());
+        QTEST(parser.error(), "error");
+        QVERIFY(!parser.cutShort() && !parser.keepAlive() && parser.body().isEmpty());
     }
 }
 
 void TestHttpReplyParser::closeEndsOnlyAnOpenEndedBody()
 {
-    const QByteArray cutShort[] = {
-        "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc",
-        "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nab",
-        "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nabcde\r\n",
-        "HTTP/1.1 200 OK\r\nContent-Len",
-        "HTTP/1.1 2",
-    };
-    for (const QByteArray& bytes : cutShort) {
-        HttpReplyParser parser = parse(bytes, {1 << 30}, false);
+    for (const QByteArray& bytes :
+         {kOk + "Content-Length: 10\r\n\r\nabc", kChunked + "5\r\nab", kChunked + "5\r\nabcde\r\n",
+          kOk + "Content-Len", QByteArray("HTTP/1.1 2"), QByteArray()}) {
+        HttpReplyParser parser = parse(bytes);
         QVERIFY2(!parser.complete() && !parser.failed(), bytes.constData());
+        QCOMPARE(parser.started(), !bytes.isEmpty());
         parser.closed();
-        QVERIFY2(parser.failed(), bytes.constData());
-        QVERIFY(parser.cutShort());
+        QVERIFY(parser.failed() && parser.cutShort());
         QCOMPARE(parser.error(),
                  QStringLiteral("the connection closed before the reply was complete"));
     }
 }
 
-void TestHttpReplyParser::nothingBeforeTheClose()
-{
-    HttpReplyParser parser;
-    parser.feed({});
-    QVERIFY(!parser.started());
-    parser.closed();
-    QVERIFY(parser.failed());
-    QVERIFY(parser.cutShort());
-    QVERIFY(!parser.started());
-}
-
 void TestHttpReplyParser::bytesAfterTheReplyMakeTheConnectionUnfit()
 {
-    HttpReplyParser parser =
-        parse("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok", {1 << 30}, false);
+    HttpReplyParser parser = parse(kOk + "Content-Length: 2\r\n\r\nok");
     QVERIFY(parser.keepAlive());
     parser.feed("HTTP/1.1 200 OK\r\n");
-    QVERIFY(parser.complete());
     QCOMPARE(parser.body(), QByteArray("ok"));
-    QVERIFY(!parser.keepAlive());
-
-    // More bytes than the length said, in the same read.
-    parser = parse("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nokay", {1 << 30}, false);
-    QVERIFY(parser.complete());
+    QVERIFY(parser.complete() && !parser.keepAlive());
+    parser = parse(kOk + "Content-Length: 2\r\n\r\nokay"); // in the same read
     QCOMPARE(parser.body(), QByteArray("ok"));
-    QVERIFY(!parser.keepAlive());
-}
-
-void TestHttpReplyParser::headersAreFoundWithoutRegardToCase()
-{
-    const HttpReplyParser parser =
-        parse("HTTP/1.1 302 Found\r\nlocation:  http://elsewhere/x \r\nX-Long: a\r\n b\r\n"
-              "Content-Length: 0\r\n\r\n",
-              {3}, false);
-    QVERIFY(parser.complete());
-    QCOMPARE(parser.header("Location"), QByteArray("http://elsewhere/x"));
-    QCOMPARE(parser.header("x-long"), QByteArray("a b"));
-    QVERIFY(parser.header("Set-Cookie").isNull());
+    QVERIFY(parser.complete() && !parser.keepAlive());
 }
 
 void TestHttpReplyParser::limitsAreExact()
 {
     // A body of exactly the limit is read; one byte more is refused, whatever the framing.
-    const qint64 limit = HttpReplyParser::kMaxBodyBytes;
-    const QByteArray full(qsizetype(limit), 'b');
-
-    HttpReplyParser parser;
-    parser.feed("HTTP/1.1 200 OK\r\n\r\n");
-    parser.feed(full);
-    parser.closed();
+    const QByteArray full(qsizetype(HttpReplyParser::kMaxBodyBytes), 'b');
+    HttpReplyParser parser = parse(kOk + "\r\n" + full, {1 << 30}, true);
     QVERIFY2(parser.complete(), qPrintable(parser.error()));
-    QCOMPARE(parser.body().size(), limit);
-
-    parser = {};
-    parser.feed("HTTP/1.1 200 OK\r\n\r\n");
-    parser.feed(full);
-    parser.feed("b");
-    QVERIFY(parser.failed());
-    QCOMPARE(parser.error(), QStringLiteral("its body is larger than 64 MiB"));
-    QVERIFY(parser.body().isEmpty());
-
-    parser = {};
-    parser.feed("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n");
-    parser.feed(QByteArray::number(limit, 16) + "\r\n");
-    QVERIFY(!parser.failed());
-    parser.feed(full);
-    parser.feed("\r\n1\r\n");
-    QVERIFY(parser.failed());
-    QCOMPARE(parser.error(), QStringLiteral("its body is larger than 64 MiB"));
-
+    QCOMPARE(parser.body().size(), full.size());
+    for (const QByteArray& over :
+         {kOk + "\r\n" + full + "b",
+          kChunked + QByteArray::number(full.size(), 16) + "\r\n" + full + "\r\n1\r\n"}) {
+        parser = parse(over);
+        QCOMPARE(parser.error(), QStringLiteral("its body is larger than 64 MiB"));
+        QVERIFY(parser.body().isEmpty());
+    }
     // Headers of exactly 64 KiB, status line and blank line included, are read.
-    QByteArray head = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\nX-Filler: ";
+    QByteArray head = kOk + "Content-Length: 0\r\nX-Filler: ";
     head += QByteArray(HttpReplyParser::kMaxHeadBytes - head.size() - 4, 'f') + "\r\n\r\n";
-    QCOMPARE(head.size(), HttpReplyParser::kMaxHeadBytes);
-    parser = parse(head, {1 << 30}, false);
-    QVERIFY2(parser.complete(), qPrintable(parser.error()));
-    parser = parse(head.insert(head.size() - 10, 'f'), {1 << 30}, false);
-    QVERIFY(parser.failed());
-    QCOMPARE(parser.error(), QStringLiteral("its headers are larger than 64 KiB"));
+    QVERIFY(parse(head).complete());
+    QCOMPARE(parse(head.insert(head.size() - 10, 'f')).error(),
+             QStringLiteral("its headers are larger than 64 KiB"));
 }
 
 QTEST_GUILESS_MAIN(TestHttpReplyParser)

@@ -9,8 +9,6 @@
 #include <QByteArray>
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QList>
-#include <QPair>
 #include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -73,21 +71,5 @@ private:
     int m_exitCode = -1;
     QString m_error;
 };
-
-// Request bodies and replies of the pages, field by field.
-using DataupFields = QList<QPair<QByteArray, QByteArray>>;
-// "Name:Value" + TAB for each field; binaryName ("File", "Blob") and its bytes go last.
-QByteArray dataupBody(const DataupFields& fields, const QByteArray& binaryName = {},
-                      const QByteArray& binary = {});
-
-struct DataupReply {
-    DataupFields fields;    // in order, without Export
-    bool hasExport = false; // whether the reply ended with "Export:"
-    QByteArray exportBytes; // everything after "Export:"
-    bool malformed = false; // text that is not fields
-    QByteArray value(const char* name) const;
-    bool has(const char* name) const;
-};
-DataupReply parseDataupReply(const QByteArray& body);
 
 } // namespace tarnaxe::test

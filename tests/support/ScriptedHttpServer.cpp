@@ -105,11 +105,6 @@ void ScriptedHttpServer::readFrom(Connection* c)
         c->buffer.clear();
         c->answer = m_answers.isEmpty() ? ScriptedAnswer() : m_answers.takeFirst();
         c->answered = false;
-        if (c->answer.kind == ScriptedAnswer::Kind::DropAfterHead) {
-            m_requests.append(c->request);
-            c->socket->abort();
-            return;
-        }
         if (c->answer.readPerTick > 0) {
             // Let the kernel's buffers fill, so that the client has to wait for us.
             c->socket->setReadBufferSize(c->answer.readPerTick);
@@ -132,7 +127,6 @@ void ScriptedHttpServer::answer(Connection* c)
     switch (c->answer.kind) {
     case ScriptedAnswer::Kind::Silence:
         return;
-    case ScriptedAnswer::Kind::DropAfterHead:
     case ScriptedAnswer::Kind::DropAfterBody:
         c->socket->abort();
         return;
@@ -140,13 +134,9 @@ void ScriptedHttpServer::answer(Connection* c)
         c->socket->write(c->answer.body);
         break;
     case ScriptedAnswer::Kind::Reply: {
-        QByteArray out =
-            "HTTP/1.1 " + QByteArray::number(c->answer.status) + ' ' + c->answer.reason +
-            "\r\nContent-Length: " + QByteArray::number(c->answer.body.size()) + "\r\n";
-        for (const auto& [name, value] : c->answer.headers)
-            out += name + ": " + value + "\r\n";
-        out += "\r\n" + c->answer.body;
-        c->socket->write(out);
+        c->socket->write("HTTP/1.1 " + QByteArray::number(c->answer.status) + ' ' +
+                         c->answer.reason + "\r\nContent-Length: " +
+                         QByteArray::number(c->answer.body.size()) + "\r\n\r\n" + c->answer.body);
         break;
     }
     }

@@ -1,8 +1,8 @@
 #pragma once
 // A one-thread HTTP/1.1 server for tests of the client: records every request exactly as
 // it came and answers each in the way the test scripted (a reply, raw bytes, silence, a
-// dropped connection, a slow reader). Runs on the caller's event loop, which the client's
-// local loop keeps turning.
+// connection dropped unanswered, a slow reader). Runs on the caller's event loop, which the
+// client's local loop keeps turning.
 
 #include <QByteArray>
 #include <QList>
@@ -23,12 +23,11 @@ struct RecordedRequest {
 
 struct ScriptedAnswer {
     // Raw: body is written as it is, status line and headers included.
-    enum class Kind { Reply, Raw, Silence, DropAfterHead, DropAfterBody };
+    enum class Kind { Reply, Raw, Silence, DropAfterBody };
     Kind kind = Kind::Reply;
     int status = 200;
     QByteArray reason = "OK";
     QByteArray body;
-    QList<QPair<QByteArray, QByteArray>> headers;
     // Reads at most this many body bytes per tick of readIntervalMs (0: at once).
     qint64 readPerTick = 0;
     int readIntervalMs = 0;

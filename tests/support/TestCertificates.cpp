@@ -5,41 +5,27 @@
 
 namespace tarnaxe::test {
 
-namespace {
-
-// EC keys: made in milliseconds, where RSA keys would slow every TLS test down.
-const QStringList kNewKey = {
-    QStringLiteral("-newkey"), QStringLiteral("ec"), QStringLiteral("-pkeyopt"),
-    QStringLiteral("ec_paramgen_curve:prime256v1"), QStringLiteral("-nodes")};
-
-} // namespace
+// EC keys: made in milliseconds, where RSA keys would slow every TLS test down. (The
+// temporary folder's path holds no blank, so a command splits at blanks.)
+static const QString kNewKey = QStringLiteral(
+    "req -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 30 -keyout %1.key ");
 
 TestCertificates::TestCertificates()
 {
-    if (!m_dir.isValid()) {
-        m_error = QStringLiteral("no temporary folder");
-        return;
-    }
     const QString ca = m_dir.filePath(QStringLiteral("ca"));
     const bool made =
-        run(QStringList{QStringLiteral("req"), QStringLiteral("-x509")} + kNewKey +
-            QStringList{QStringLiteral("-keyout"), ca + QStringLiteral(".key"),
-                        QStringLiteral("-out"), ca + QStringLiteral(".pem"),
-                        QStringLiteral("-days"), QStringLiteral("30"), QStringLiteral("-subj"),
-                        QStringLiteral("/CN=TarnAxe Test CA"), QStringLiteral("-addext"),
-                        QStringLiteral("basicConstraints=critical,CA:TRUE"),
-                        QStringLiteral("-addext"),
-                        QStringLiteral("keyUsage=critical,keyCertSign,cRLSign")}) &&
+        m_dir.isValid() &&
+        run(kNewKey + QStringLiteral("-x509 -out %1.pem -subj /CN=TarnAxe-Test-CA -addext "
+                                     "basicConstraints=critical,CA:TRUE -addext "
+                                     "keyUsage=critical,keyCertSign,cRLSign"),
+            ca) &&
         signedBy(QStringLiteral("server"), QStringLiteral("127.0.0.1"),
                  QStringLiteral("IP:127.0.0.1,DNS:localhost")) &&
         signedBy(QStringLiteral("wrong"), QStringLiteral("wrong.example"),
                  QStringLiteral("DNS:wrong.example")) &&
-        run(QStringList{QStringLiteral("req"), QStringLiteral("-x509")} + kNewKey +
-            QStringList{QStringLiteral("-keyout"), m_dir.filePath(QStringLiteral("self.key")),
-                        QStringLiteral("-out"), m_dir.filePath(QStringLiteral("self.pem")),
-                        QStringLiteral("-days"), QStringLiteral("30"), QStringLiteral("-subj"),
-                        QStringLiteral("/CN=127.0.0.1"), QStringLiteral("-addext"),
-                        QStringLiteral("subjectAltName=IP:127.0.0.1,DNS:localhost")});
+        run(kNewKey + QStringLiteral("-x509 -out %1.pem -subj /CN=127.0.0.1 -addext "
+                                     "subjectAltName=IP:127.0.0.1,DNS:localhost"),
+            m_dir.filePath(QStringLiteral("self")));
     if (!made && m_error.isEmpty())
         m_error = QStringLiteral("openssl failed");
 }
@@ -50,18 +36,17 @@ CertificateFiles TestCertificates::files(const QString& name) const
             m_dir.filePath(name + QStringLiteral(".key"))};
 }
 
-bool TestCertificates::run(const QStringList& arguments)
+bool TestCertificates::run(const QString& command, const QString& base)
 {
     QProcess openssl;
-    openssl.start(QStringLiteral("openssl"), arguments);
-    if (!openssl.waitForFinished(60000) || openssl.exitStatus() != QProcess::NormalExit ||
-        openssl.exitCode() != 0) {
-        m_error = QStringLiteral("openssl %1: %2 %3")
-                      .arg(arguments.first(), openssl.errorString(),
-                           QString::fromLocal8Bit(openssl.readAllStandardError()));
-        return false;
-    }
-    return true;
+    openssl.start(QStringLiteral("openssl"), command.arg(base).split(QLatin1Char(' ')));
+    if (openssl.waitForFinished(60000) && openssl.exitStatus() == QProcess::NormalExit &&
+        openssl.exitCode() == 0)
+        return true;
+    m_error = QStringLiteral("openssl %1: %2 %3")
+                  .arg(command.arg(base), openssl.errorString(),
+                       QString::fromLocal8Bit(openssl.readAllStandardError()));
+    return false;
 }
 
 bool TestCertificates::signedBy(const QString& name, const QString& commonName,
@@ -75,17 +60,11 @@ bool TestCertificates::signedBy(const QString& name, const QString& commonName,
                      "\nbasicConstraints=CA:FALSE\nkeyUsage=digitalSignature,keyEncipherment\n"
                      "extendedKeyUsage=serverAuth\n");
     extensions.close();
-    const QString ca = m_dir.filePath(QStringLiteral("ca"));
-    return run(QStringList{QStringLiteral("req")} + kNewKey +
-               QStringList{QStringLiteral("-keyout"), base + QStringLiteral(".key"),
-                           QStringLiteral("-out"), base + QStringLiteral(".csr"),
-                           QStringLiteral("-subj"), QStringLiteral("/CN=") + commonName}) &&
-           run({QStringLiteral("x509"), QStringLiteral("-req"), QStringLiteral("-in"),
-                base + QStringLiteral(".csr"), QStringLiteral("-CA"), ca + QStringLiteral(".pem"),
-                QStringLiteral("-CAkey"), ca + QStringLiteral(".key"),
-                QStringLiteral("-CAcreateserial"), QStringLiteral("-out"),
-                base + QStringLiteral(".pem"), QStringLiteral("-days"), QStringLiteral("30"),
-                QStringLiteral("-extfile"), base + QStringLiteral(".ext")});
+    return run(kNewKey + QStringLiteral("-out %1.csr -subj /CN=") + commonName, base) &&
+           run(QStringLiteral("x509 -req -in %1.csr -CA %2.pem -CAkey %2.key -CAcreateserial "
+                              "-out %1.pem -days 30 -extfile %1.ext")
+                   .replace(QStringLiteral("%2"), m_dir.filePath(QStringLiteral("ca"))),
+               base);
 }
 
 } // namespace tarnaxe::test

@@ -28,7 +28,8 @@ public:
 
 private:
     CertificateFiles files(const QString& name) const;
-    bool run(const QStringList& arguments);
+    // One openssl command, %1 standing for base.
+    bool run(const QString& command, const QString& base);
     bool signedBy(const QString& name, const QString& commonName, const QString& altNames);
 
     QTemporaryDir m_dir;
