@@ -274,6 +274,8 @@ class Client {
       try {
         socket = await this.#open();
       } catch (error) {
+        // A page that closed the client meanwhile hears nothing more from this loop.
+        if (this.#closing) return;
         lastError = error;
         delayMs = Math.min(delayMs * factor, maxDelayMs);
         continue;
