@@ -55,13 +55,10 @@ private slots:
     {
         QTest::addColumn<QString>("base");
         QTest::addColumn<QString>("reason"); // a word of it; empty: accepted; "*": any reason
-        const std::pair<QString, const char*> rows[] = {{"Claim 77-1.v2", ""},
-                                                        {QString(64, 'x'), ""},
-                                                        {"", "empty"},
+        const std::pair<QString, const char*> rows[] = {{QString(64, 'x'), ""},
                                                         {QString(65, 'x'), "64"},
                                                         {"/etc/passwd", "separator"},
                                                         {"..", "*"},
-                                                        {"a..b", "\"..\""},
                                                         {QString("CL") + QChar(0), "control"},
                                                         {".CL123", "starts with"}};
         for (const auto& [base, reason] : rows)

@@ -46,7 +46,6 @@ class TestDownload : public QObject {
     AttachmentLists m_lists;
     TellingUi m_ui;
     test::ManualClock m_clock;
-    QString m_offered; // the selection the clerk was asked about and cancelled
 
     QString addSlot(int slot, const QString& platform) // the new import folder
     {
@@ -65,10 +64,6 @@ class TestDownload : public QObject {
         TransferFormContext context{m_state, m_lists, *m_settings, m_ui, {}, {}};
         context.http.inactivityTimeoutMs = 5000;
         context.clock = &m_clock;
-        context.chooseFormats = [this](QString& selection) {
-            m_offered = std::exchange(selection, QString());
-            return false;
-        };
         const auto statuses = test::runTransferForm(context, std::move(during), 20000);
         return statuses.isEmpty() ? QString() : statuses.last().join('/');
     }
@@ -85,22 +80,13 @@ private slots:
         QVERIFY(QDir().mkpath(m_state.SessionPath));
         m_state.request.AssignmentGUID = m_state.request.EstimateGUID = m_server.seed();
         m_ui = TellingUi();
-        m_offered.clear();
     }
     void cleanup() { QCOMPARE(m_ui.questions, 0); }
 
-    void clerkCancels_data()
+    // The clerk presses Cancel as soon as it shows, while the pieces come in.
+    void cancelButtonStopsTheDelivery()
     {
-        QTest::addColumn<bool>("atTheChoice");
-        QTest::newRow("at the choice of formats") << true;
-        QTest::newRow("with Cancel while the pieces come in") << false;
-    }
-    void clerkCancels()
-    {
-        QFETCH(bool, atTheChoice);
         const QString folder = addSlot(1, platform_names::ccc);
-        if (atTheChoice)
-            addSlot(2, platform_names::mitchell);
         bool pressed = false;
         QCOMPARE(run("READ", m_server.hostPort(),
                      [&pressed](TransferForm& form) {
@@ -113,14 +99,9 @@ private slots:
                          clerk->start(0);
                      }),
                  "ERROR/Error Occurred/" + kRead);
-        QCOMPARE(pressed, !atTheChoice);
-        QCOMPARE(m_offered, atTheChoice ? "YYNNN" : "");
-        if (atTheChoice) // the clerk knows
-            QVERIFY(m_ui.boxes.isEmpty() && test::folderEntries(m_state.SessionPath).isEmpty());
-        else
-            QCOMPARE(m_ui.boxes.last().title + ": " + m_ui.lastText(),
-                     "Transfer Not Complete!: User cancelled the process");
-        QVERIFY(test::folderEntries(folder).isEmpty());
+        QVERIFY(pressed && test::folderEntries(folder).isEmpty());
+        QCOMPARE(m_ui.boxes.last().title + ": " + m_ui.lastText(),
+                 "Transfer Not Complete!: User cancelled the process");
     }
 
     void emptyDataIsRefused_data()
