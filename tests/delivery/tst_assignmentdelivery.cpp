@@ -59,22 +59,20 @@ QString writerError(const char* kind, const QString& reason)
 
 // What a case changes about the source and the folders before the delivery.
 struct Setup {
-    QString basename = QStringLiteral("CL123"), basenameError = {}, failingPiece = {};
-    QString missingPiece = {}; // the server has nothing for it
-    int cancelAfterReads = 1000;
-    int vanishing = 0;         // the slot whose folder goes once the pieces are in
+    QString basename = QStringLiteral("CL123"), basenameError = {}, failingPiece = {},
+            missingPiece = {};
+    int cancelAfterReads = 1000, vanishing = 0; // vanishing: the slot whose folder goes at 75 %
     QStringList existing = {}; // files of the office, or a session file's blocker ("x/held")
     QList<double> draws{kA40213};
     bool noSession = false, sessionUnwritable = false;
 };
 
 // The transfer form as the delivery sees it, in a folder that holds import1..import5 and
-// the session folder.
+// the session folder. Progress must never go down.
 struct Bench : DeliverySource {
     bool readPiece(const QString& piece, QByteArray& data, QString& error) override
     {
-        ++reads;
-        if (piece == QLatin1String("MIT201ad1") && s.sessionUnwritable)
+        if (++reads && piece == QLatin1String("MIT201ad1") && s.sessionUnwritable)
             QDir().mkpath(root + "/session/temp.ad1");
         error = piece + QStringLiteral(" is not on the server");
         data = piece == s.missingPiece ? QByteArray() : pieceBytes(piece);
@@ -82,14 +80,12 @@ struct Bench : DeliverySource {
     }
     bool readBasename(QString& message, QString& name) override
     {
-        message = s.basenameError;
         name = s.basename;
-        return s.basenameError.isEmpty();
+        return (message = s.basenameError).isEmpty();
     }
     void setProgress(int percent) override
     {
-        wentDown = wentDown || percent < progress;
-        progress = percent;
+        wentDown = wentDown || percent < std::exchange(progress, percent);
         if (percent == 75 && s.vanishing)
             QDir(folder(s.vanishing)).removeRecursively();
     }
@@ -131,7 +127,6 @@ private slots:
             {"all share the session files", "MACUU", "YYYYY", kOk,
              set(1, "A40213", kMitchellAfterCcc) + set(2, "CL123", kCcc) + set(3, "CL123", kCcc) +
              set(4, "CL123", kMie) + set(5, "CL123", kMie)},
-            {"platforms without files", "XZ...", "YY", kOk, kNone},
             // A slot without its folder still has its pieces fetched.
             {"CCC's folder missing", "M.c..", "YNY", kOk, set(1, "A40213", kMitchellAfterCcc)},
             {"last folder vanishes", "CM...", "YY", "Invalid destination path for assignment",
@@ -142,9 +137,6 @@ private slots:
              set(1, "A999999", kMitchell) << "1/A40213.txt" + own << "1/a77A.AD1" + own,
              {.existing = {"import1/A40213.txt", "import1/a77A.AD1"},
               .draws = {40212.6 / 999999.0, 77 / 999999.0, 0.9999999999}}},
-            {"longer and shorter Mitchell names", "M....", "Y", kOk,
-             set(1, "A40213", kMitchell) << "1/A402131.env" + own << "1/A4021a.ad1" + own,
-             {.existing = {"import1/A402131.env", "import1/A4021a.ad1"}}},
 
             {"the folder is a file", "c....", "Y", kNoPaths, kNone},
             {"empty selection", "C....", "", kNoPaths, kNone},
@@ -153,8 +145,6 @@ private slots:
              {.noSession = true}},
             {"CCC base name ../x", "C....", "Y", writerError("CCC", baseNameProblem("../x")), kNone,
              {.basename = "../x"}},
-            {"Custom #1 base name with a control character", "U....", "Y",
-             writerError("MIE", baseNameProblem("C\x01")), kNone, {.basename = "C\x01"}},
             {"base name unreadable", "C....", "Y", "Read Error: No Status returned", kNone,
              {.basenameError = "Read Error: No Status returned"}},
             {"envelope exists in upper case", "C....", "Y",
@@ -188,24 +178,18 @@ private slots:
         Bench bench;
         bench.root = dir.path();
         LocalSettings settings(dir.filePath(QStringLiteral("Local.ini")));
-        const QString letters = QStringLiteral(".MACUXZ");
-        const QString platforms[] = {names::notDefined,
-                                     names::mitchell,
-                                     names::audatex,
-                                     names::ccc,
-                                     names::custom1,
-                                     names::xactimate,
-                                     QStringLiteral("EMS: Somebody Else")};
+        const QStringList platforms = {names::notDefined,   names::mitchell, names::audatex,
+                                       names::ccc,          names::custom1,  names::xactimate,
+                                       "EMS: Somebody Else"};
         settings.EMSEstPlatform[5] = names::mitchell; // slot 5 goes by slot 6's name
         for (int slot = 1; slot <= kPlatformSlots; ++slot) {
             const QChar letter = QLatin1Char(c.layout[slot - 1]);
             settings.EMSEstPlatform[slot == 5 ? 6 : slot] =
-                platforms[letters.indexOf(letter.toUpper())];
+                platforms[QStringLiteral(".MACUXZ").indexOf(letter.toUpper())];
             settings.EMSImportPath[slot] = bench.folder(slot);
-            if (letter.isUpper())
-                QVERIFY(QDir().mkpath(bench.folder(slot)));
-            else if (letter.isLower())
-                QVERIFY(test::writeFileContents(bench.folder(slot), "not a folder"));
+            QVERIFY(letter.isUpper() ? QDir().mkpath(bench.folder(slot))
+                                     : !letter.isLower() ||
+                                           test::writeFileContents(bench.folder(slot), "a file"));
         }
         const QString session = dir.filePath(QStringLiteral("session"));
         QVERIFY(QDir().mkpath(session));
@@ -236,8 +220,7 @@ private slots:
             }
         }
         held.sort();
-        c.files.sort();
-        QCOMPARE(held, c.files);
+        QCOMPARE(held, (c.files.sort(), c.files));
         QVERIFY2(!bench.wentDown, "progress went down");
         QCOMPARE(bench.progress == 100, delivered);
         QCOMPARE(QFileInfo::exists(session), hadSession);

@@ -1,5 +1,5 @@
-// Putting an assignment's files into an import folder: which base names the server may
-// use, and copies that appear whole, envelope last, or not at all.
+// Putting an assignment's files into an import folder: copies that appear whole, envelope
+// last, or not at all. Which base names the server may use is shown by the delivery table.
 
 #include "delivery/DeliveryFiles.h"
 #include "support/FileContents.h"
@@ -49,34 +49,6 @@ private slots:
             QVERIFY(test::writeFileContents(source, bytes));
             m_copies.append({source, m_dir->filePath(QStringLiteral("link/CL123")) + suffix});
         }
-    }
-
-    void baseNameProblem_data()
-    {
-        QTest::addColumn<QString>("base");
-        QTest::addColumn<QString>("reason"); // a word of it; empty: accepted; "*": any reason
-        const std::pair<QString, const char*> rows[] = {{QString(64, 'x'), ""},
-                                                        {QString(65, 'x'), "64"},
-                                                        {"/etc/passwd", "separator"},
-                                                        {"..", "*"},
-                                                        {QString("CL") + QChar(0), "control"},
-                                                        {".CL123", "starts with"}};
-        for (const auto& [base, reason] : rows)
-            QTest::newRow(qPrintable(base.size() > 20
-                                         ? QStringLiteral("%1 characters").arg(base.size())
-                                         : '"' + base + '"'))
-                << base << reason;
-    }
-    void baseNameProblem()
-    {
-        QFETCH(QString, base);
-        QFETCH(QString, reason);
-        const QString got = tarnaxe::baseNameProblem(base);
-        QVERIFY2(got.isEmpty() == reason.isEmpty() && (reason == "*" || got.contains(reason)),
-                 qPrintable(got));
-        // The reason goes into a message box: no raw control character in it.
-        for (const QChar c : got)
-            QVERIFY2(c.unicode() >= 0x20 && c.unicode() != 0x7f, qPrintable(got));
     }
 
     // A program watching the folder must never see a member under its own name before it is

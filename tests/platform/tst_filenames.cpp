@@ -1,10 +1,12 @@
 // Joining paths, finding names in a folder without regard to case as the Windows build found
-// them, and putting files in place.
+// them, putting files in place, and the shell folders in the user's home.
 
 #include "platform/FileMoves.h"
 #include "platform/FileNames.h"
 #include "platform/OpenForWriting.h"
+#include "platform/ShellFolders.h"
 #include "support/FileContents.h"
+#include "support/TempHome.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -99,6 +101,33 @@ private slots:
         QCOMPARE(writerState(from), WriterState::Writing);
         writer.close();
         QCOMPARE(writerState(from), WriterState::None);
+    }
+
+    void shellFolders_data()
+    {
+        QTest::addColumn<int>("folderId");
+        QTest::addColumn<QString>("variable"); // NAME=value, or nothing
+        QTest::addColumn<QString>("expected"); // "~" is the home folder
+        const std::tuple<int, const char*, const char*> rows[] = {
+            {32, "XDG_CACHE_HOME=/var/tmp/c/", "/var/tmp/c"},
+            {26, "XDG_CONFIG_HOME=/etc/c", "/etc/c"},
+            {28, "XDG_DATA_HOME=rel", "~/.local/share"},
+            {5, "", "~/Documents"},
+            {0, "", "<none>"}};
+        for (const auto& [id, variable, expected] : rows)
+            QTest::newRow(qPrintable(QStringLiteral("%1 %2").arg(id).arg(variable)))
+                << id << variable << expected;
+    }
+    void shellFolders()
+    {
+        QFETCH(int, folderId);
+        QFETCH(QString, variable);
+        QFETCH(QString, expected);
+        const test::TempHome home; // puts HOME and every XDG variable back when it goes
+        const QStringList setting = variable.split('=');
+        if (setting.size() == 2)
+            qputenv(qPrintable(setting[0]), setting[1].toLocal8Bit());
+        QCOMPARE(shellFolderPath(folderId).value_or("<none>"), expected.replace('~', home.path()));
     }
 };
 

@@ -10,8 +10,6 @@
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
-#include <csignal>
-#include <sys/resource.h>
 
 using namespace tarnaxe;
 
@@ -123,24 +121,6 @@ private slots:
                      e.value ? QString(e.value).trimmed() : "<none>");
         const QStringList left = test::folderEntries(QFileInfo(file.path()).path());
         QVERIFY2(left.isEmpty() || left == QStringList{"test.ini"}, qPrintable(left.join(' ')));
-    }
-
-    // A write that stops part-way (at a file size limit, as on a full disk) leaves the old file
-    // and no temporary one.
-    void shortWriteKeepsOldFile()
-    {
-        const QString path = place("[Main]\n");
-        const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
-        rlimit oldLimit{};
-        QCOMPARE(getrlimit(RLIMIT_FSIZE, &oldLimit), 0);
-        rlimit limit{4096, oldLimit.rlim_max};
-        QCOMPARE(setrlimit(RLIMIT_FSIZE, &limit), 0);
-        const bool written = ProfileFile(path).write(kMain, "A", QString(64 * 1024, 'v'));
-        setrlimit(RLIMIT_FSIZE, &oldLimit);
-        std::signal(SIGXFSZ, oldHandler);
-        QVERIFY(!written);
-        QCOMPARE(test::fileContents(path), QByteArray("[Main]\n"));
-        QCOMPARE(test::folderEntries(QFileInfo(path).path()), QStringList{"test.ini"});
     }
 
     // Saving only if unchanged leaves an edit made meanwhile in an editor, and writes when

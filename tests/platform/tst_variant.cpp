@@ -49,20 +49,15 @@ private slots:
     {
         const Conversions rows[] = {
             {"Empty", Variant(), true, "", "0", "0", "false"},
-            {"True", true, true, "True", "-1", "-1", "true"},
             {"2.5 to even", 2.5, true, "2.5", "2", "2", "true"},
             {"32767.5 rounds over", 32767.5, true, "32767.5", kOver, "32768", "true"},
             {"smallest Long", -2147483648.0, true, "-2147483648", kOver, "-2147483648", "true"},
-            {"2147483647.5", 2147483647.5, true, "2147483647.5", kOver, kOver, "true"},
             {"\" 12 \"", " 12 ", true, nullptr, "12", "12", "true"},
             {"\"1D2\"", "1D2", true, nullptr, "100", "100", "true"},
-            {"\"&H1F\"", "&H1F", true, nullptr, "31", "31", "true"},
             {"\"TRUE\"", "TRUE", false, nullptr, kMismatch, kMismatch, "true"},
             {"\"abc\"", "abc", false, nullptr, kMismatch, kMismatch, kMismatch},
             {"Date, afternoon", Variant(on(2007, 3, 15, QTime(13, 5, 9))), false,
              "3/15/2007 1:05:09 PM", kOver, "39157", kMismatch},
-            {"Date, after midnight", Variant(on(1999, 12, 31, QTime(0, 0, 30))), false,
-             "12/31/1999 12:00:30 AM", kOver, "36525", kMismatch},
         };
         QTest::addColumn<Conversions>("c");
         for (const Conversions& c : rows)
@@ -90,7 +85,6 @@ private slots:
             {"L", "12e+", "12"},
             {"L", "\t4\r\n2", "42"},
             {"D", "  3/15/2007 ", "2007-03-15T00:00:00"},
-            {"D", "3/15/2007 1:05:09 PM", "2007-03-15T13:05:09"},
             {"D", "1/1/29", "2029-01-01T00:00:00"},
             {"D", "1/1/30", "1930-01-01T00:00:00"},
             {"D", "2/30/2007", ""},
