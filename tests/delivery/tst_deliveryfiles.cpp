@@ -1,5 +1,5 @@
-// Putting an assignment's files into an import folder: which base names the server may
-// use, and copies that appear whole, envelope last, or not at all.
+// Putting an assignment's files into an import folder: copies that appear whole, envelope
+// last, or not at all. Which base names the server may use is shown by the delivery table.
 
 #include "delivery/DeliveryFiles.h"
 #include "support/FileContents.h"
@@ -51,51 +51,13 @@ private slots:
         }
     }
 
-    void baseNameProblem_data()
-    {
-        QTest::addColumn<QString>("base");
-        QTest::addColumn<QString>("reason"); // a word of it; empty: accepted; "*": any reason
-        const std::pair<QString, const char*> rows[] = {
-            {"Claim 77-1.v2", ""},    {"Schäden-ß", ""},
-            {QString(64, 'x'), ""},   {"", "empty"},
-            {QString(65, 'x'), "64"}, {"/etc/passwd", "separator"},
-            {"a\\b", "separator"},    {"..", "*"},
-            {"a..b", "\"..\""},       {QString("CL") + QChar(0), "control"},
-            {"CL123\n", "control"},   {"CL\x7f", "control"},
-            {".CL123", "starts with"}};
-        for (const auto& [base, reason] : rows)
-            QTest::newRow(qPrintable(base.size() > 20
-                                         ? QStringLiteral("%1 characters").arg(base.size())
-                                         : '"' + base + '"'))
-                << base << reason;
-    }
-    void baseNameProblem()
-    {
-        QFETCH(QString, base);
-        QFETCH(QString, reason);
-        const QString got = tarnaxe::baseNameProblem(base);
-        QVERIFY2(got.isEmpty() == reason.isEmpty() && (reason == "*" || got.contains(reason)),
-                 qPrintable(got));
-        // The reason goes into a message box: no raw control character in it.
-        for (const QChar c : got)
-            QVERIFY2(c.unicode() >= 0x20 && c.unicode() != 0x7f, qPrintable(got));
-    }
-
-    void placesTheCopies_data()
-    {
-        QTest::addColumn<bool>("replaceExisting");
-        QTest::newRow("into an empty folder") << false;
-        QTest::newRow("over an older set") << true;
-    }
     // A program watching the folder must never see a member under its own name before it is
     // whole, nor the envelope before its members; and it may run as another user.
-    void placesTheCopies()
+    void placesTheCopiesOverAnOlderSet()
     {
-        QFETCH(bool, replaceExisting);
         QStringList expected;
         for (const FileCopy& copy : m_copies) {
-            if (replaceExisting)
-                QVERIFY(test::writeFileContents(copy.target, "an older set"));
+            QVERIFY(test::writeFileContents(copy.target, "an older set"));
             expected << QFileInfo(copy.target).fileName() + '=' + test::fileSha256(copy.source);
         }
         const int fd = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
@@ -103,7 +65,7 @@ private slots:
                                     IN_CREATE | IN_MOVED_TO) >= 0);
         const mode_t saved = ::umask(027);
         QString error;
-        const bool placed = placeCopies(m_copies, replaceExisting, error);
+        const bool placed = placeCopies(m_copies, true, error);
         ::umask(saved);
         QStringList events; // "create <name>" or "moved <name>", oldest first
         alignas(inotify_event) char buffer[4096];
@@ -138,12 +100,8 @@ private slots:
         QTest::addColumn<QString>("error"); // %1: the sources; %2: the import folder
         QTest::newRow("a member exists in another case")
             << "real/cl123.AD1" << false << "File already exists: %2/CL123.ad1";
-        QTest::newRow("the envelope exists in another case")
-            << "real/Cl123.Env" << false << "File already exists: %2/CL123.env";
         QTest::newRow("a source is missing")
             << "sources/temp.veh" << true << "File not found: %1/temp.veh";
-        QTest::newRow("a source is a folder")
-            << "sources/temp.veh/" << false << "File not found: %1/temp.veh";
         QTest::newRow("the import folder is gone")
             << "real" << false << "Cannot write %2/CL123.env: No such file or directory";
         // The members are in place when the envelope cannot follow them; renaming a file over
