@@ -102,13 +102,8 @@ private slots:
         QTest::addColumn<QByteArray>("platform");
         QTest::addColumn<QString>("reported"); // the suffix of the file reported missing
         QTest::newRow("envelope") << M::Envelope << QByteArray("M") << ".env";
-        QTest::newRow("administrative 1") << M::Administrative1 << QByteArray("M") << ".ad1";
-        QTest::newRow("administrative 2") << M::Administrative2 << QByteArray("M") << ".ad2";
-        QTest::newRow("vehicle") << M::Vehicle << QByteArray("M") << ".veh";
         QTest::newRow("totals") << M::Totals << QByteArray("M") << ".ttl";
-        QTest::newRow("profile totals of M") << M::ProfileTotals << QByteArray("M") << ".pft";
         QTest::newRow("profile totals of blank") << M::ProfileTotals << QByteArray(" ") << ".pft";
-        QTest::newRow("profile totals of A") << M::ProfileTotals << QByteArray("A") << "";
         QTest::newRow("profile totals of a") << M::ProfileTotals << QByteArray("a") << "";
     }
 
@@ -157,7 +152,6 @@ private slots:
         QTest::newRow("1 January 1952 is a limit") << in1950 << QDate(1952, 1, 1) << false;
         QTest::newRow("written later that day") << march15 << QDate(2007, 3, 15) << true;
         QTest::newRow("written the day before") << march15 << QDate(2007, 3, 16) << false;
-        QTest::newRow("written long after") << march15 << QDate(2000, 1, 1) << true;
     }
 
     void ageLimit()
@@ -175,70 +169,55 @@ private slots:
         QCOMPARE(reader.readBasicInfo(set.filePath("0001.ENV"), cutOff, record), reads);
     }
 
-    // The texts made of three parts: a listed name (last, first, company), a joined
-    // name (last, first) and a vehicle (year, make, model).
-    void summaryTexts_data()
+    // The texts of a summary: a listed name (last, first, company), a joined name (last,
+    // first), a vehicle (year, make, model), a creation date, an amount in cents, the
+    // number of a MIE file and the base of an envelope.
+    void texts()
     {
-        QTest::addColumn<QStringList>("parts");
-        QTest::addColumn<QStringList>("texts"); // listed, joined, vehicle
-        const auto row = [](const char* name, const QStringList& parts, const QStringList& texts) {
-            QTest::newRow(name) << parts << texts;
-        };
-        row("all three", {"SMITH", "JOHN", "ACME"},
-            {"SMITH, JOHN", "SMITH, JOHN", "SMITH JOHN ACME"});
-        row("no second", {"SMITH", "", "ACME"}, {"SMITH", "SMITH", "SMITH  ACME"});
-        row("no first", {"", "JOHN", "ACME"}, {"JOHN", "JOHN", "JOHN ACME"});
-        row("blanks around", {"  SMITH", " JOHN ", ""},
-            {"SMITH, JOHN", "  SMITH,  JOHN ", "SMITH JOHN"});
-        row("only the third", {" ", "", " ACME  LTD "}, {"ACME  LTD", " ", "ACME  LTD"});
-        row("nothing", {"", "", ""}, {"", "", ""});
-    }
-
-    void summaryTexts()
-    {
-        QFETCH(QStringList, parts);
-        QFETCH(QStringList, texts);
-        QCOMPARE((QStringList{listedName(parts[0], parts[1], parts[2]),
-                              joinPersonName(parts[0], parts[1]),
-                              listedVehicle(parts[0], parts[1], parts[2])}),
-                 texts);
-    }
-
-    void creationTexts()
-    {
-        const auto texts = [](const CreationTexts& t) {
+        using Texts = std::pair<QStringList, QStringList>;
+        for (const auto& [parts, texts] :
+             {Texts{{"SMITH", "JOHN", "ACME"}, {"SMITH, JOHN", "SMITH, JOHN", "SMITH JOHN ACME"}},
+              Texts{{"SMITH", "", "ACME"}, {"SMITH", "SMITH", "SMITH  ACME"}},
+              Texts{{"", "JOHN", "ACME"}, {"JOHN", "JOHN", "JOHN ACME"}},
+              Texts{{"  SMITH", " JOHN ", ""}, {"SMITH, JOHN", "  SMITH,  JOHN ", "SMITH JOHN"}},
+              Texts{{" ", "", " ACME  LTD "}, {"ACME  LTD", " ", "ACME  LTD"}}}) {
+            QCOMPARE((QStringList{listedName(parts[0], parts[1], parts[2]),
+                                  joinPersonName(parts[0], parts[1]),
+                                  listedVehicle(parts[0], parts[1], parts[2])}),
+                     texts);
+        }
+        const auto created = [](const CreationTexts& t) {
             return t.date + ' ' + t.stamp;
         };
-        QCOMPARE(texts(tarnaxe::creationTexts(std::optional(QDate(2007, 3, 5)))),
+        QCOMPARE(created(creationTexts(std::optional(QDate(2007, 3, 5)))),
                  "03/05/07 20070305000000");
-        QCOMPARE(texts(tarnaxe::creationTexts(std::optional<QDate>())), "??? ???");
+        QCOMPARE(created(creationTexts(std::optional<QDate>())), "??? ???");
         // A date value with a time gives it in the stamp; a text is no date.
         const QDateTime late(QDate(1999, 12, 31), QTime(23, 5, 9));
-        QCOMPARE(texts(tarnaxe::creationTexts(Variant(late))), "12/31/99 19991231230509");
-        QCOMPARE(texts(tarnaxe::creationTexts(Variant("20070315"))), "??? ???");
-    }
-
-    void cents_data()
-    {
-        QTest::addColumn<Variant>("amount");
-        QTest::addColumn<int>("cents"); // -1: no amount
-        QTest::newRow("1234.56") << Variant("   1234.56") << 123456;
-        QTest::newRow("one cent") << Variant("0.01") << 1;
-        QTest::newRow("negative") << Variant("-5.50") << -550;
-        QTest::newRow("half a cent to even, down") << Variant("0.125") << 12;
-        QTest::newRow("half a cent to even, up") << Variant("0.375") << 38;
-        QTest::newRow("largest") << Variant("21474836.47") << 2147483647;
-        QTest::newRow("too large") << Variant("21474836.48") << -1;
-        QTest::newRow("blank") << Variant("") << -1;
-        QTest::newRow("text") << Variant("N/A") << -1;
-        QTest::newRow("a logical") << Variant(true) << -1;
-    }
-
-    void cents()
-    {
-        QFETCH(Variant, amount);
-        QFETCH(int, cents);
-        QCOMPARE(amountInCents(amount).value_or(-1), cents);
+        QCOMPARE(created(creationTexts(Variant(late))), "12/31/99 19991231230509");
+        QCOMPARE(created(creationTexts(Variant("20070315"))), "??? ???");
+        // Half a cent or half a hundredth of a second goes to the even side.
+        for (const auto& [amount, cents] : {std::pair{Variant("   1234.56"), 123456},
+                                            {Variant("-5.50"), -550},
+                                            {Variant("0.125"), 12},
+                                            {Variant("0.375"), 38},
+                                            {Variant("21474836.47"), 2147483647},
+                                            {Variant("21474836.48"), -1},
+                                            {Variant(""), -1},
+                                            {Variant(true), -1}})
+            QCOMPARE(amountInCents(amount).value_or(-1), cents);
+        for (const auto& [time, number] : {std::pair{QTime(0, 0), 0LL},
+                                           {QTime(0, 0, 1, 236), 124LL},
+                                           {QTime(0, 0, 0, 15), 2LL},
+                                           {QTime(0, 0, 0, 25), 2LL},
+                                           {QTime(23, 59, 59, 990), 8639999LL}})
+            QCOMPARE(mieNumber(time), number);
+        // The first ".env" in any case, even in a folder name, ends the base.
+        for (const auto& [envelope, base] : {std::pair{"/est/QYUZK0P.Env", "/est/QYUZK0P"},
+                                             {"C:\\EST\\0001.ENV", "C:\\EST\\0001"},
+                                             {"/a.envs/0001.env", "/a"},
+                                             {"/est/0001", "/est/0001"}})
+            QCOMPARE(emsBaseName(envelope), base);
     }
 
     // A field from the envelope, else administrative 1, administrative 2 or the vehicle.
@@ -248,7 +227,6 @@ private slots:
         QTest::addColumn<Variant>("value");
         QTest::newRow("envelope") << "EST_SYSTEM" << Variant("M");
         QTest::newRow("administrative 1") << "CLM_NO" << Variant(padded("12-345678-90", 30));
-        QTest::newRow("administrative 2") << "CLMT_FN" << Variant(padded("RICHARD", 35));
         QTest::newRow("vehicle, lower case") << "v_vin" << Variant(padded("1FAFP34N97W123456", 25));
         QTest::newRow("memo") << "V_MEMO" << Variant("FRONT BUMPER DAMAGE");
         QTest::newRow("envelope first") << "TRANS_TYPE" << Variant("E");
@@ -320,12 +298,8 @@ private slots:
         row("A", "E", 1, false);
         row("a", "S", 1, true);
         row("C", "s", 2, true);
-        row("c", " ", 2, false);
-        row("M", "X", 3, false);
-        row("m", "E", 3, false);
+        row("m", "X", 3, false);
         row("P", "E", 4, false);
-        row("p", "E", 4, false);
-        row("X", "E", 0, false);
         row(" ", "E", 0, false);
         QTest::newRow("no envelope") << QByteArray() << QByteArray() << -1 << false;
     }
@@ -377,14 +351,12 @@ private slots:
             QTest::newRow(name) << envelope << changes << missing << expected << error;
         };
         row("whole set, path with blanks", {}, -1, {}, kOk, "  %1.ENV ");
-        row("any extension", {}, -1, {}, kOk, "%1.xyz");
         row("right-trimmed names",
             {"INSD_LN= SMITH", "INSD_FN=  JOHN", "OWNR_LN=", "OWNR_CO_NM=A",
              "V_MODEL_YR=", "V_MAKEDESC= FORD"},
             -1, {{3, " SMITH,   JOHN"}, {4, "JANE"}, {6, "  FORD FOCUS SE"}});
         row("claimant for c", {"CUST_PR=c"}, -1, {});
         row("no claimant for I", {"CUST_PR=I"}, int(M::Administrative2), {{5, ""}});
-        row("no claimant for blank", {"CUST_PR= "}, -1, {{5, ""}});
         row("no administrative 1", {}, int(M::Administrative1),
             {{0, "old"}, {1, "old"}, {2, "old"}, {3, "old"}, {4, "old"}, {5, "old"}}, kNotFound);
         row("no administrative 2", {}, int(M::Administrative2), {{5, "old"}}, kNotFound);
@@ -422,31 +394,6 @@ private slots:
                  expected);
     }
 
-    void baseName_data()
-    {
-        QTest::addColumn<QString>("envelope");
-        QTest::addColumn<QString>("base");
-        QTest::newRow("lower") << "/est/0001.env"
-                               << "/est/0001";
-        QTest::newRow("mixed") << "/est/QYUZK0P.Env"
-                               << "/est/QYUZK0P";
-        QTest::newRow("windows path") << "C:\\EST\\0001.ENV"
-                                      << "C:\\EST\\0001";
-        QTest::newRow("first occurrence, even in a folder") << "/a.envs/0001.env"
-                                                            << "/a";
-        QTest::newRow("text after the extension") << "/est/0001.env.bak"
-                                                  << "/est/0001";
-        QTest::newRow("no extension") << "/est/0001"
-                                      << "/est/0001";
-    }
-
-    void baseName()
-    {
-        QFETCH(QString, envelope);
-        QFETCH(QString, base);
-        QCOMPARE(emsBaseName(envelope), base);
-    }
-
     // Every member is found where a set of either style and case was written, and the set
     // reads through its envelope named in the other case.
     void setStyles_data()
@@ -456,7 +403,6 @@ private slots:
         QTest::addColumn<QString>("base");
         QTest::newRow("letter, lower case") << EmsStyle::Letter << false << "0001";
         QTest::newRow("letter, upper case") << EmsStyle::Letter << true << "0001";
-        QTest::newRow("plain, lower case") << EmsStyle::Plain << false << "0001";
         QTest::newRow("plain, upper case") << EmsStyle::Plain << true << "0001";
         QTest::newRow("letters in the base") << EmsStyle::Letter << true << "QyuzK0p";
     }
@@ -497,12 +443,8 @@ private slots:
             << QStringList{"Est7a.ad1", "!Est7.ad1"} << ad1 << false << "Est7a.ad1";
         QTest::newRow("the case asked first, upper")
             << QStringList{"Est7.ad1", "Est7.AD1"} << ad1 << true << "Est7.AD1";
-        QTest::newRow("the case asked first, lower")
-            << QStringList{"Est7.AD1", "Est7.ad1"} << ad1 << false << "Est7.ad1";
         QTest::newRow("letter in another case")
             << QStringList{"EST7V.veh"} << M::Vehicle << false << "EST7V.veh";
-        QTest::newRow("odd case, by listing")
-            << QStringList{"eST7.aD1"} << ad1 << false << "eST7.aD1";
         QTest::newRow("odd case letter, by listing")
             << QStringList{"EsT7v.VeH"} << M::Vehicle << true << "EsT7v.VeH";
         QTest::newRow("missing: the first spelling")
@@ -669,25 +611,6 @@ private slots:
         QCOMPARE(entry.totalSize, 40);
     }
 
-    void mieNumber_data()
-    {
-        QTest::addColumn<QTime>("time");
-        QTest::addColumn<qint64>("number");
-        QTest::newRow("midnight") << QTime(0, 0) << qint64(0);
-        QTest::newRow("milliseconds round down") << QTime(0, 0, 1, 234) << qint64(123);
-        QTest::newRow("milliseconds round up") << QTime(0, 0, 1, 236) << qint64(124);
-        QTest::newRow("half to even, up") << QTime(0, 0, 0, 15) << qint64(2);
-        QTest::newRow("half to even, down") << QTime(0, 0, 0, 25) << qint64(2);
-        QTest::newRow("last moment") << QTime(23, 59, 59, 990) << qint64(8639999);
-    }
-
-    void mieNumber()
-    {
-        QFETCH(QTime, time);
-        QFETCH(qint64, number);
-        QCOMPARE(tarnaxe::mieNumber(time), number);
-    }
-
     // Saved MIE files are named by the clock, never replace a file (in any case: the folder
     // may be shared with Windows) and never show half-written.
     void saveMie()
@@ -728,8 +651,6 @@ private slots:
         const QString claim = QStringLiteral("12-345678-90");
         QTest::newRow("last eight characters first")
             << claim << QStringList{"12_345678_90.mie", "45678_90.MIE"} << "45678_90.MIE";
-        QTest::newRow("a trailing blank counts among the eight")
-            << "12-345678-90 " << QStringList{"5678_90.mie"} << "5678_90.mie";
         QTest::newRow("then the first name by pattern")
             << claim << QStringList{"12_345678_90_B.mie", "12_345678_90 A.MIE"}
             << "12_345678_90 A.MIE";
@@ -741,7 +662,6 @@ private slots:
         QTest::newRow("no other claim")
             << claim << QStringList{"12_345678_91.mie", "x12_345678_90.mie", "12_345678_90.txt"}
             << "";
-        QTest::newRow("short claim number") << "A-1" << QStringList{"A_1.mie"} << "A_1.mie";
         QTest::newRow("blank claim finds nothing")
             << "   " << QStringList{"123.mie", "_.mie"} << "";
         QTest::newRow("no folder") << "1-2" << QStringList{} << "";
