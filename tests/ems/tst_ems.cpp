@@ -10,6 +10,7 @@
 #include "support/ManualClock.h"
 #include "support/TableFolder.h"
 
+#include <QRegularExpression>
 #include <QTest>
 
 using namespace tarnaxe;
@@ -17,7 +18,6 @@ using emswriter::EmsSetBuilder;
 using emswriter::EmsStyle;
 using M = tarnaxe::EmsMember;
 
-Q_DECLARE_METATYPE(tarnaxe::Variant)
 Q_DECLARE_METATYPE(tarnaxe::EmsMember)
 
 namespace {
@@ -38,31 +38,15 @@ QString padded(const char* text, int width)
     return QString::fromLatin1(text).leftJustified(width);
 }
 
-int openFileCount()
-{
-    return int(QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System).size());
-}
-
-// Writes each name with a size of its own: 10, 20, 30... bytes.
+// Writes each name with a size of its own (10, 20, 30... bytes), or empty after a "!".
 bool writeFiles(const test::TableFolder& folder, const QStringList& names)
 {
     for (qsizetype i = 0; i < names.size(); ++i) {
-        if (folder.write(names[i], QByteArray(10 * (i + 1), 'x')).isEmpty())
+        const bool empty = names[i].startsWith('!');
+        if (folder.write(names[i].mid(empty), QByteArray(empty ? 0 : 10 * (i + 1), 'x')).isEmpty())
             return false;
     }
     return true;
-}
-
-// "upload field:file name:size" for each collected file.
-QString describe(const EstimateRecord& entry)
-{
-    QStringList parts;
-    for (const EstimateMemberFile& f : entry.files)
-        parts << QStringLiteral("%1:%2:%3")
-                     .arg(emsRecordTable()[f.index].uploadFieldName)
-                     .arg(QFileInfo(f.path).fileName())
-                     .arg(f.size);
-    return parts.join(' ');
 }
 
 } // namespace
@@ -95,37 +79,40 @@ private slots:
                               "DOE  RENTALS", "ROE", "07  FOCUS SE", "kept"}));
     }
 
-    // The members a summary needs: all but the profile totals, which platform A lacks.
-    void membersNeeded_data()
+    // The members a summary needs (all but the profile totals, which platform A lacks), the
+    // age limit (a day before the set was written, 31 December 1951 meaning none), and a
+    // member that is no table or has no record: each ends a read with its message.
+    void basicInfoRefused()
     {
-        QTest::addColumn<EmsMember>("missing");
-        QTest::addColumn<QByteArray>("platform");
-        QTest::addColumn<QString>("reported"); // the suffix of the file reported missing
-        QTest::newRow("envelope") << M::Envelope << QByteArray("M") << ".env";
-        QTest::newRow("totals") << M::Totals << QByteArray("M") << ".ttl";
-        QTest::newRow("profile totals of blank") << M::ProfileTotals << QByteArray(" ") << ".pft";
-        QTest::newRow("profile totals of a") << M::ProfileTotals << QByteArray("a") << "";
-    }
-
-    void membersNeeded()
-    {
-        QFETCH(EmsMember, missing);
-        QFETCH(QByteArray, platform);
-        QFETCH(QString, reported);
-        Set set;
-        QVERIFY(set.set("EST_SYSTEM", platform).omit(missing).write());
-        EmsReader reader;
-        EstimateRecord record;
-        record.vehicle = "untouched";
-        QCOMPARE(reader.readBasicInfo(set.envelopePath(), kNoLimit, record), reported.isEmpty());
-        QCOMPARE(reader.lastError(), reported.isEmpty() ? kOk : kNotFound);
-        QCOMPARE(reader.lastErrorFile(), reported.isEmpty() ? "" : set.basePath() + reported);
-        QCOMPARE(record.vehicle, reported.isEmpty() ? "07 FORD FOCUS SE" : "untouched");
-    }
-
-    // A member that is there but no table, or has no record, ends a read with its message.
-    void brokenMember()
-    {
+        for (const auto& [missing, platform, reported] : {std::tuple{M::Envelope, "M", ".env"},
+                                                          {M::Totals, "M", ".ttl"},
+                                                          {M::ProfileTotals, " ", ".pft"},
+                                                          {M::ProfileTotals, "a", ""}}) {
+            Set set;
+            QVERIFY(set.set("EST_SYSTEM", platform).omit(missing).write());
+            EmsReader reader;
+            EstimateRecord record;
+            record.vehicle = "untouched";
+            QCOMPARE(reader.readBasicInfo(set.envelopePath(), kNoLimit, record), !*reported);
+            QCOMPARE(reader.lastError(), *reported ? kNotFound : kOk);
+            QCOMPARE(reader.lastErrorFile(), *reported ? set.basePath() + reported : "");
+            QCOMPARE(record.vehicle, *reported ? "untouched" : "07 FORD FOCUS SE");
+        }
+        const QDateTime march15(QDate(2007, 3, 15), QTime(10, 0));
+        for (const auto& [written, cutOff, reads] :
+             {std::tuple{march15.addYears(-57), QDate(1951, 12, 31), true},
+              {march15.addYears(-57), QDate(1952, 1, 1), false},
+              {march15, QDate(2007, 3, 15), true},
+              {march15, QDate(2007, 3, 16), false}}) {
+            Set set;
+            QVERIFY(set.exportedAt(written).write());
+            EmsReader reader;
+            EstimateRecord record;
+            QCOMPARE(reader.readBasicInfo(set.envelopePath(), cutOff, record), reads);
+            QCOMPARE(record.envelopeFile.isEmpty(), !reads);
+            // The envelope named in another case is the same file, just as old.
+            QCOMPARE(reader.readBasicInfo(set.filePath("0001.ENV"), cutOff, record), reads);
+        }
         Set set;
         QVERIFY(set.write() &&
                 !set.write("0001v.veh", "not a table at all, but long enough").isEmpty());
@@ -139,34 +126,6 @@ private slots:
             emswriter::DbfWriter({{"TAX_TYPE", 'C', 2}}).write(set.memberPath(M::ProfileTotals)));
         QVERIFY(!reader.readBasicInfo(set.envelopePath(), kNoLimit, record));
         QCOMPARE(reader.lastError(), "Invalid XBASE File Header");
-    }
-
-    void ageLimit_data()
-    {
-        QTest::addColumn<QDateTime>("written");
-        QTest::addColumn<QDate>("cutOff");
-        QTest::addColumn<bool>("reads");
-        const QDateTime march15(QDate(2007, 3, 15), QTime(10, 0));
-        const QDateTime in1950(QDate(1950, 6, 1), QTime(12, 0));
-        QTest::newRow("31 December 1951 is no limit") << in1950 << QDate(1951, 12, 31) << true;
-        QTest::newRow("1 January 1952 is a limit") << in1950 << QDate(1952, 1, 1) << false;
-        QTest::newRow("written later that day") << march15 << QDate(2007, 3, 15) << true;
-        QTest::newRow("written the day before") << march15 << QDate(2007, 3, 16) << false;
-    }
-
-    void ageLimit()
-    {
-        QFETCH(QDateTime, written);
-        QFETCH(QDate, cutOff);
-        QFETCH(bool, reads);
-        Set set;
-        QVERIFY(set.exportedAt(written).write());
-        EmsReader reader;
-        EstimateRecord record;
-        QCOMPARE(reader.readBasicInfo(set.envelopePath(), cutOff, record), reads);
-        QCOMPARE(record.envelopeFile.isEmpty(), !reads);
-        // The envelope named in another case is the same file, just as old.
-        QCOMPARE(reader.readBasicInfo(set.filePath("0001.ENV"), cutOff, record), reads);
     }
 
     // The texts of a summary: a listed name (last, first, company), a joined name (last,
@@ -220,44 +179,33 @@ private slots:
             QCOMPARE(emsBaseName(envelope), base);
     }
 
-    // A field from the envelope, else administrative 1, administrative 2 or the vehicle.
-    void fields_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<Variant>("value");
-        QTest::newRow("envelope") << "EST_SYSTEM" << Variant("M");
-        QTest::newRow("administrative 1") << "CLM_NO" << Variant(padded("12-345678-90", 30));
-        QTest::newRow("vehicle, lower case") << "v_vin" << Variant(padded("1FAFP34N97W123456", 25));
-        QTest::newRow("memo") << "V_MEMO" << Variant("FRONT BUMPER DAMAGE");
-        QTest::newRow("envelope first") << "TRANS_TYPE" << Variant("E");
-        QTest::newRow("administrative 2 before the vehicle") << "V_MODEL" << Variant("AD2 ");
-    }
-
+    // A field from the envelope, else administrative 1, administrative 2 or the vehicle; a
+    // field that cannot be read says why; every operation closes its readers.
     void fields()
     {
-        QFETCH(QString, name);
-        QFETCH(Variant, value);
         Set set;
         set.addField(M::Administrative1, {"TRANS_TYPE", 'C', 1}, "X");
         set.addField(M::Administrative2, {"V_MODEL", 'C', 4}, "AD2");
         // Not needed for a field: only the envelope and the first three members are.
         QVERIFY(set.omit(M::Totals).omit(M::ProfileTotals).write());
+        const int openFiles =
+            int(QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System).size());
         EmsReader reader;
-        Variant found;
-        QVERIFY2(reader.readField(set.envelopePath(), name, found), qPrintable(reader.lastError()));
-        QCOMPARE(found, value);
-    }
-
-    void fieldFailures()
-    {
-        Set set;
-        QVERIFY(set.write());
-        EmsReader reader;
-        Variant value("stale");
+        Variant value;
+        for (const auto& [name, expected] : {std::pair{"TRANS_TYPE", Variant("E")},
+                                             {"CLM_NO", Variant(padded("12-345678-90", 30))},
+                                             {"V_MODEL", Variant("AD2 ")},
+                                             {"v_vin", Variant(padded("1FAFP34N97W123456", 25))},
+                                             {"V_MEMO", Variant("FRONT BUMPER DAMAGE")}}) {
+            QVERIFY2(reader.readField(set.envelopePath(), name, value),
+                     qPrintable(reader.lastError()));
+            QCOMPARE(value, expected);
+        }
         QVERIFY(!reader.readField(set.envelopePath(), "N_TTL_AMT", value));
         QCOMPARE(value, Variant(QString()));
         QCOMPARE(reader.lastError(), "Invalid Field Name");
-        // A field that is there but cannot be read says why.
+        EstimateRecord record;
+        QVERIFY(!reader.readBasicInfo(set.envelopePath(), kNoLimit, record));
         QVERIFY(QFile::remove(set.vehicleMemoPath()));
         QVERIFY(!reader.readField(set.envelopePath(), "V_MEMO", value));
         QCOMPARE(reader.lastError(), "DBT File Not Found");
@@ -265,68 +213,39 @@ private slots:
         QVERIFY(QFile::remove(set.memberPath(M::Administrative2)));
         QVERIFY(!reader.readField(set.envelopePath(), "EST_SYSTEM", value));
         QCOMPARE(reader.lastError(), kNotFound);
+        QCOMPARE(int(QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System).size()),
+                 openFiles);
     }
 
-    // Every operation closes the six readers, whether it succeeds or fails halfway.
-    void noFileStaysOpen()
-    {
-        Set good;
-        Set broken;
-        QVERIFY(good.write() && broken.omit(M::ProfileTotals).write());
-        EmsReader reader;
-        const int before = openFileCount();
-        EstimateRecord record;
-        Variant value;
-        QVERIFY(reader.readBasicInfo(good.envelopePath(), kNoLimit, record));
-        QVERIFY(!reader.readBasicInfo(broken.envelopePath(), kNoLimit, record));
-        QVERIFY(reader.readField(good.envelopePath(), "V_MEMO", value));
-        QVERIFY(!reader.readField(good.envelopePath(), "NO_FIELD", value));
-        QVERIFY(reader.fillEnvelopeInfo(record) && reader.fillPreparseInfo(record));
-        QCOMPARE(openFileCount(), before);
-    }
-
-    void envelopeInfo_data()
-    {
-        QTest::addColumn<QByteArray>("platform"); // null: no envelope
-        QTest::addColumn<QByteArray>("transaction");
-        QTest::addColumn<int>("type");
-        QTest::addColumn<bool>("supplement");
-        const auto row = [](const char* platform, const char* transaction, int type, bool supp) {
-            QTest::addRow("%s %s", platform, transaction)
-                << QByteArray(platform) << QByteArray(transaction) << type << supp;
-        };
-        row("A", "E", 1, false);
-        row("a", "S", 1, true);
-        row("C", "s", 2, true);
-        row("m", "X", 3, false);
-        row("P", "E", 4, false);
-        row(" ", "E", 0, false);
-        QTest::newRow("no envelope") << QByteArray() << QByteArray() << -1 << false;
-    }
-
+    // The platform's type and whether the set is a supplement, from the envelope alone.
     void envelopeInfo()
     {
-        QFETCH(QByteArray, platform);
-        QFETCH(QByteArray, transaction);
-        QFETCH(int, type);
-        QFETCH(bool, supplement);
-        Set set;
-        set.set("EST_SYSTEM", platform).set("TRANS_TYPE", transaction).set("STATUS", "T");
-        QVERIFY(set.omit(platform.isNull() ? M::Envelope : M::Totals).write());
-        EmsReader reader;
-        EstimateRecord entry;
-        entry.envelopeFile = set.envelopePath();
-        entry.supplement = !supplement;
-        entry.estimateType = entry.envelopeSize = -1;
-        entry.parsed = true;
-        QCOMPARE(reader.fillEnvelopeInfo(entry), type >= 0);
-        QCOMPARE(entry.envelopeSize, QFileInfo(set.envelopePath()).size());
-        QVERIFY(!entry.parsed);
-        QCOMPARE(entry.estimateType, type);
-        QCOMPARE(entry.supplement, type < 0 ? !supplement : supplement);
-        QCOMPARE(entry.estimateFileId, type < 0 ? "" : padded("EST-0001", 38));
-        QCOMPARE(entry.supplementNumber + entry.status, type < 0 ? "" : "E01True");
-        QCOMPARE(reader.lastError(), type < 0 ? kNotFound : kOk);
+        for (const auto& [platform, transaction, type, supplement] :
+             {std::tuple{"A", "E", 1, false},
+              {"a", "S", 1, true},
+              {"C", "s", 2, true},
+              {"m", "X", 3, false},
+              {"P", "E", 4, false},
+              {" ", "E", 0, false},
+              {"", "", -1, false}}) {
+            Set set;
+            set.set("EST_SYSTEM", platform).set("TRANS_TYPE", transaction).set("STATUS", "T");
+            QVERIFY(set.omit(type < 0 ? M::Envelope : M::Totals).write());
+            EmsReader reader;
+            EstimateRecord entry;
+            entry.envelopeFile = set.envelopePath();
+            entry.supplement = !supplement;
+            entry.estimateType = entry.envelopeSize = -1;
+            entry.parsed = true;
+            QCOMPARE(reader.fillEnvelopeInfo(entry), type >= 0);
+            QCOMPARE(entry.envelopeSize, QFileInfo(set.envelopePath()).size());
+            QVERIFY(!entry.parsed);
+            QCOMPARE(entry.estimateType, type);
+            QCOMPARE(entry.supplement, type < 0 ? !supplement : supplement);
+            QCOMPARE(entry.estimateFileId + entry.supplementNumber + entry.status,
+                     type < 0 ? "" : padded("EST-0001", 38) + "E01True");
+            QCOMPARE(reader.lastError(), type < 0 ? kNotFound : kOk);
+        }
     }
 
     // The values sent with an upload. The base is the entry's path, trimmed, less its last
@@ -430,40 +349,21 @@ private slots:
     }
 
     // Which file is a member: the usual spellings first, in the case asked, then any case.
-    void memberPath_data()
-    {
-        QTest::addColumn<QStringList>("files"); // "!": an empty file
-        QTest::addColumn<EmsMember>("member");
-        QTest::addColumn<bool>("upper");
-        QTest::addColumn<QString>("expected");
-        const auto ad1 = M::Administrative1;
-        QTest::newRow("plain before letter")
-            << QStringList{"Est7a.ad1", "Est7.ad1"} << ad1 << false << "Est7.ad1";
-        QTest::newRow("an empty file is none")
-            << QStringList{"Est7a.ad1", "!Est7.ad1"} << ad1 << false << "Est7a.ad1";
-        QTest::newRow("the case asked first, upper")
-            << QStringList{"Est7.ad1", "Est7.AD1"} << ad1 << true << "Est7.AD1";
-        QTest::newRow("letter in another case")
-            << QStringList{"EST7V.veh"} << M::Vehicle << false << "EST7V.veh";
-        QTest::newRow("odd case letter, by listing")
-            << QStringList{"EsT7v.VeH"} << M::Vehicle << true << "EsT7v.VeH";
-        QTest::newRow("missing: the first spelling")
-            << QStringList{} << M::Administrative2 << false << "Est7.ad2";
-    }
-
     void memberPath()
     {
-        QFETCH(QStringList, files);
-        QFETCH(EmsMember, member);
-        QFETCH(bool, upper);
-        QFETCH(QString, expected);
-        test::TableFolder folder;
-        for (const QString& name : files)
-            QVERIFY(!folder.write(QString(name).remove('!'), name.startsWith('!') ? "" : "x")
-                         .isEmpty());
-        QCOMPARE(emsMemberPath(folder.filePath("Est7"), member,
-                               upper ? LetterCase::Upper : LetterCase::Lower),
-                 folder.filePath(expected));
+        for (const auto& [files, member, upper, expected] :
+             {std::tuple{QStringList{"Est7a.ad1", "Est7.ad1"}, M::Administrative1, false,
+                         "Est7.ad1"},
+              {QStringList{"Est7a.ad1", "!Est7.ad1"}, M::Administrative1, false, "Est7a.ad1"},
+              {QStringList{"Est7.ad1", "Est7.AD1"}, M::Administrative1, true, "Est7.AD1"},
+              {QStringList{"EsT7v.VeH"}, M::Vehicle, true, "EsT7v.VeH"},
+              {QStringList{}, M::Administrative2, false, "Est7.ad2"}}) {
+            test::TableFolder folder;
+            QVERIFY(writeFiles(folder, files));
+            QCOMPARE(emsMemberPath(folder.filePath("Est7"), member,
+                                   upper ? LetterCase::Upper : LetterCase::Lower),
+                     folder.filePath(expected));
+        }
     }
 
     // On Linux 0001.AD1 and 0001.ad1 can both be there; the one in the case of the
@@ -517,23 +417,17 @@ private slots:
 
     // The files of an entry for the upload: every non-empty member, in row order, with its
     // size, named in the set's style (by its .ad1, else by its platform: A and M write
-    // letter names); the base from the base name, else the envelope.
+    // letter names); the base from the base name, else the envelope; a MIE file last.
     void collect_data()
     {
-        QTest::addColumn<QStringList>("files"); // sizes 10, 20, 30...
+        QTest::addColumn<QStringList>("files"); // sizes 10, 20, 30...; "!": empty
         QTest::addColumn<QString>("platform");
-        QTest::addColumn<QString>("collected");
+        QTest::addColumn<QString>("collected"); // upload field:file:size
         QTest::newRow("plain set, its memo the vehicle memo")
-            << QStringList{"0001.env", "0001.ad1", "0001.ad2", "0001.veh", "0001.dbt", "0001.ttl"}
+            << QStringList{"0001.env", "0001.ad1", "0001a.dbt", "0001.dbt", "0001v.dbt", "0001.ttl"}
             << "M"
-            << "EMSEnvelope:0001.env:10 EMSAdministration1:0001.ad1:20 "
-               "EMSAdministration2:0001.ad2:30 EMSVehicle:0001.veh:40 "
-               "EMSTotals:0001.ttl:60 "
-               "EMSVehicleMemos:0001.dbt:50";
-        QTest::newRow("plain set keeps the letter names of the administrative memos")
-            << QStringList{"0001.env", "0001a.dbt", "0001b.dbt", "0001v.dbt"} << "C"
-            << "EMSEnvelope:0001.env:10 EMSAdministration1Memos:0001a.dbt:20 "
-               "EMSAdministration2Memos:0001b.dbt:30";
+            << "EMSEnvelope:0001.env:10 EMSAdministration1:0001.ad1:20 EMSTotals:0001.ttl:60 "
+               "EMSAdministration1Memos:0001a.dbt:30 EMSVehicleMemos:0001.dbt:40";
         QTest::newRow("letter set leaves plain names")
             << QStringList{"0001.env", "0001a.ad1", "0001.ad2", "0001.dbt", "0001v.dbt", "0001.ad1"}
             << "C"
@@ -546,30 +440,26 @@ private slots:
                         ? "EMSEnvelope:0001.env:10 EMSVehicleMemos:0001v.dbt:30"
                         : "EMSEnvelope:0001.env:10 EMSVehicleMemos:0001.dbt:20");
         }
-        QTest::newRow("every row but the MIE")
-            << QStringList{"0001.ENV",  "0001A.AD1", "0001b.ad2", "0001V.veh", "0001.lin",
-                           "0001.pfh",  "0001.pfp",  "0001.pfl",  "0001.pfm",  "0001.pft",
-                           "0001.pfo",  "0001.stl",  "0001.TTL",  "0001.ven",  "0001a.DBT",
-                           "0001b.dbt", "0001v.dbt"}
+        QTest::newRow("every row, other sets and empty files stay out")
+            << QStringList{"0001.ENV",       "0001A.AD1", "0001b.ad2", "0001V.veh", "0001.lin",
+                           "0001.pfh",       "0001.pfp",  "0001.pfl",  "0001.pfm",  "0001.pft",
+                           "0001.pfo",       "0001.stl",  "0001.TTL",  "0001.ven",  "0001a.DBT",
+                           "0001b.dbt",      "0001v.dbt", "00011.env", "0002.lin",  "!0001.dbt",
+                           "mie/5678_90.mie"}
             << "A"
             << "EMSEnvelope:0001.ENV:10 EMSAdministration1:0001A.AD1:20 "
-               "EMSAdministration2:0001b.ad2:30 EMSVehicle:0001V.veh:40 "
-               "EMSDetail:0001.lin:50 "
-               "EMSHeaderProfile:0001.pfh:60 EMSPartsRates:0001.pfp:70 EMSLaborRates:0001.pfl:80 "
-               "EMSMaterialsRates:0001.pfm:90 EMSTaxTierProfile:0001.pft:100 "
-               "EMSAdditionalProfile:0001.pfo:110 EMSSubtotals:0001.stl:120 EMSTotals:0001.TTL:130 "
-               "EMSNonOEMSupplier:0001.ven:140 "
-               "EMSAdministration1Memos:0001a.DBT:150 EMSAdministration2Memos:0001b.dbt:160 "
-               "EMSVehicleMemos:0001v.dbt:170";
-        QTest::newRow("other sets and empty files stay out")
-            << QStringList{"0001.env",   "0001a.ad1", "00011.env",
-                           "00011a.ad1", "0002.lin",  "!0001.lin"}
-            << "M"
-            << "EMSEnvelope:0001.env:10 EMSAdministration1:0001a.ad1:20";
-        QTest::newRow("base from the envelope")
-            << QStringList{"Est1.ENV", "Est1A.AD1", "Est1.TTL"} << ""
-            << "EMSEnvelope:Est1.ENV:10 EMSAdministration1:Est1A.AD1:20 "
-               "EMSTotals:Est1.TTL:30";
+               "EMSAdministration2:0001b.ad2:30 "
+               "EMSVehicle:0001V.veh:40 EMSDetail:0001.lin:50 EMSHeaderProfile:0001.pfh:60 "
+               "EMSPartsRates:0001.pfp:70 EMSLaborRates:0001.pfl:80 EMSMaterialsRates:0001.pfm:90 "
+               "EMSTaxTierProfile:0001.pft:100 EMSAdditionalProfile:0001.pfo:110 "
+               "EMSSubtotals:0001.stl:120 "
+               "EMSTotals:0001.TTL:130 EMSNonOEMSupplier:0001.ven:140 "
+               "EMSAdministration1Memos:0001a.DBT:150 "
+               "EMSAdministration2Memos:0001b.dbt:160 EMSVehicleMemos:0001v.dbt:170 "
+               "MIELocation:5678_90.mie:210";
+        QTest::newRow("base from the envelope, an empty file, a MIE file gone")
+            << QStringList{"Est1.ENV", "Est1A.AD1", "Est1.TTL", "!Est1.lin"} << ""
+            << "EMSEnvelope:Est1.ENV:10 EMSAdministration1:Est1A.AD1:20 EMSTotals:Est1.TTL:30";
     }
 
     void collect()
@@ -578,42 +468,31 @@ private slots:
         QFETCH(QString, platform);
         QFETCH(QString, collected);
         test::TableFolder folder;
-        QVERIFY(writeFiles(folder, files.filter(QRegularExpression("^[^!]"))));
-        for (const QString& empty : files.filter(QRegularExpression("^!")))
-            QVERIFY(!folder.write(empty.mid(1), "").isEmpty());
+        QVERIFY(writeFiles(folder, files));
         EstimateRecord entry;
         entry.envelopeFile = folder.filePath(files.first());
         entry.baseName = platform.isEmpty() ? "" : folder.filePath("0001");
         entry.platformCode = platform;
-        entry.totalSize = -1;
+        entry.mieFile =
+            folder.filePath(files.last().endsWith(".mie") ? files.last() : "mie/gone.mie");
+        entry.files.resize(3); // collecting again replaces the list
         const int count = collectEstimateFiles(entry);
         QCOMPARE(count, int(entry.files.size()));
-        QCOMPARE(describe(entry), collected);
+        QStringList parts;
         qint64 total = 0;
-        for (const EstimateMemberFile& file : entry.files)
-            total += QFileInfo(file.path).absolutePath() == folder.path() ? file.size : -1000;
+        for (const EstimateMemberFile& f : entry.files) {
+            parts << QStringLiteral("%1:%2:%3")
+                         .arg(emsRecordTable()[f.index].uploadFieldName,
+                              QFileInfo(f.path).fileName(), QString::number(f.size));
+            total += QFileInfo(f.path).size() == f.size ? f.size : -1000;
+        }
+        QCOMPARE(parts.join(" "), collected);
         QCOMPARE(entry.totalSize, total);
     }
 
-    // The MIE file takes the last row; collecting again replaces the list.
-    void collectWithMie()
-    {
-        test::TableFolder folder;
-        QVERIFY(writeFiles(folder, {"0001.env", "0001a.ad1", "mie/5678_90.mie"}));
-        EstimateRecord entry;
-        entry.baseName = folder.filePath("0001");
-        entry.mieFile = folder.filePath("mie/gone.mie");
-        QCOMPARE(collectEstimateFiles(entry), 2);
-        entry.mieFile = folder.filePath("mie/5678_90.mie");
-        QVERIFY(QFile::remove(folder.filePath("0001a.ad1")));
-        QCOMPARE(collectEstimateFiles(entry), 2);
-        QCOMPARE(describe(entry), "EMSEnvelope:0001.env:10 MIELocation:5678_90.mie:30");
-        QCOMPARE(entry.totalSize, 40);
-    }
-
     // Saved MIE files are named by the clock, never replace a file (in any case: the folder
-    // may be shared with Windows) and never show half-written.
-    void saveMie()
+    // may be shared with Windows) and never show half-written; they are found by the claim.
+    void mieFiles()
     {
         test::TableFolder folder;
         QVERIFY(!folder.write("3600000.MIE", "someone else's").isEmpty());
@@ -643,48 +522,33 @@ private slots:
         }
     }
 
-    void locateMie_data()
-    {
-        QTest::addColumn<QString>("claim");
-        QTest::addColumn<QStringList>("files"); // "!": an empty file
-        QTest::addColumn<QString>("found");
-        const QString claim = QStringLiteral("12-345678-90");
-        QTest::newRow("last eight characters first")
-            << claim << QStringList{"12_345678_90.mie", "45678_90.MIE"} << "45678_90.MIE";
-        QTest::newRow("then the first name by pattern")
-            << claim << QStringList{"12_345678_90_B.mie", "12_345678_90 A.MIE"}
-            << "12_345678_90 A.MIE";
-        QTest::newRow("empty files are none")
-            << claim << QStringList{"!45678_90.mie", "!12_345678_90_A.mie", "12_345678_90_B.mie"}
-            << "12_345678_90_B.mie";
-        QTest::newRow("blanks become underscores")
-            << "12 345678 90" << QStringList{"12_345678_90x.mie"} << "12_345678_90x.mie";
-        QTest::newRow("no other claim")
-            << claim << QStringList{"12_345678_91.mie", "x12_345678_90.mie", "12_345678_90.txt"}
-            << "";
-        QTest::newRow("blank claim finds nothing")
-            << "   " << QStringList{"123.mie", "_.mie"} << "";
-        QTest::newRow("no folder") << "1-2" << QStringList{} << "";
-        QTest::newRow("a file for the folder") << "1-2" << QStringList{} << "";
-    }
-
+    // The last eight characters of the claim first, then the first name by pattern; blanks
+    // become underscores and empty files are none.
     void locateMie()
     {
-        QFETCH(QString, claim);
-        QFETCH(QStringList, files);
-        QFETCH(QString, found);
-        test::TableFolder folder;
-        for (const QString& name : files)
-            QVERIFY(!folder.write(QString(name).remove('!'), name.startsWith('!') ? "" : "mie")
-                         .isEmpty());
-        QString retrieval = folder.path();
-        if (QString(QTest::currentDataTag()) == "no folder")
-            retrieval = folder.filePath("gone");
-        else if (QString(QTest::currentDataTag()) == "a file for the folder")
-            retrieval = folder.write("file", "x");
-        QString path = "stale";
-        QCOMPARE(locateMieFile(retrieval, claim, path), !found.isEmpty());
-        QCOMPARE(path, found.isEmpty() ? QString() : folder.filePath(found));
+        for (const auto& [claim, files, found] :
+             {std::tuple{"12-345678-90", QStringList{"12_345678_90.mie", "45678_90.MIE"},
+                         "45678_90.MIE"},
+              {"12-345678-90", QStringList{"12_345678_90_B.mie", "12_345678_90 A.MIE"},
+               "12_345678_90 A.MIE"},
+              {"12 345678 90",
+               QStringList{"!45678_90.mie", "!12_345678_90_A.mie", "12_345678_90_B.mie"},
+               "12_345678_90_B.mie"},
+              {"12-345678-90",
+               QStringList{"12_345678_91.mie", "x12_345678_90.mie", "12_345678_90.txt"}, ""},
+              {"   ", QStringList{"123.mie", "_.mie"}, ""},
+              {"1-2", QStringList{"gone/"}, ""},
+              {"1-2", QStringList{"file/"}, ""}}) {
+            test::TableFolder folder;
+            QVERIFY(writeFiles(folder, QStringList(files).filter(QRegularExpression("^[^/]*$"))));
+            // A folder that is gone, or a file in its place.
+            QString retrieval =
+                files.value(0).endsWith('/') ? folder.filePath(files[0].chopped(1)) : folder.path();
+            QVERIFY(files.value(0) != "file/" || !folder.write("file", "x").isEmpty());
+            QString path = "stale";
+            QCOMPARE(locateMieFile(retrieval, claim, path), *found != 0);
+            QCOMPARE(path, *found ? folder.filePath(found) : QString());
+        }
     }
 };
 
