@@ -12,7 +12,6 @@
 #include <QRegularExpression>
 #include <QTest>
 #include <sys/stat.h>
-#include <unistd.h>
 
 using namespace tarnaxe;
 using namespace tarnaxe::emswriter;
@@ -237,84 +236,53 @@ private slots:
         const QString path = table(writer.addRecord({"1003", "1000.00"}));
         clsXBASE reader;
         Variant value(true);
-        QCOMPARE(reader.ErrorMessage(), kOk);
-        QVERIFY(!reader.ReadRecord(1));
+        QVERIFY(!reader.ReadRecord(1) && !reader.GetFieldData("RO_NO", value));
         QCOMPARE(reader.ErrorMessage(), "File Not Open");
-        QVERIFY(!reader.GetFieldData("RO_NO", value));
-        QCOMPARE(describeVariant(value), describeVariant(QString()));
-        QVERIFY(reader.OpenFile(path));
-        QVERIFY(!reader.GetFieldData("RO_NO", value));
+        QVERIFY(reader.OpenFile(path) && !reader.GetFieldData("RO_NO", value));
         QCOMPARE(reader.ErrorMessage(), "No Active Record");
         // In any order; a deleted record reads like any other.
         for (const int n : {3, 1, 2}) {
-            QVERIFY(reader.ReadRecord(n));
+            QVERIFY(reader.ReadRecord(n) && reader.GetFieldData("ro_no", value));
             QCOMPARE(reader.currentRecordDeleted(), n == 2);
-            QVERIFY(reader.GetFieldData("ro_no", value));
             QCOMPARE(value.toText(), QString::number(1000 + n));
         }
         // Numbers outside the table, and a table that shrank, leave record 2 current.
-        for (const qint32 n : {0, -1, 4, INT32_MIN, INT32_MAX}) {
+        for (const qint32 n : {0, 4, INT32_MIN, INT32_MAX}) {
             QVERIFY(!reader.ReadRecord(n));
             QCOMPARE(reader.ErrorMessage(), "Invalid Record Number");
         }
         QVERIFY(QFile::resize(path, reader.headerLength() + 2 * reader.recordLength()));
-        QVERIFY(!reader.ReadRecord(3));
-        QCOMPARE(reader.ErrorMessage(), kEof);
+        QVERIFY(!reader.ReadRecord(3) && reader.GetFieldData("TOTAL", value));
         QCOMPARE(reader.currentRecord(), 2);
-        QVERIFY(reader.GetFieldData("TOTAL", value));
         QCOMPARE(value.toText(), "   9.99");
         // A new open forgets the record, a failed one closes the table.
-        QVERIFY(reader.OpenFile(table(writer)));
-        QCOMPARE(reader.currentRecord(), 0);
+        QVERIFY(reader.OpenFile(table(writer)) && reader.currentRecord() == 0);
         writer.version = 0x30;
-        QVERIFY(!reader.OpenFile(table(writer)));
-        QVERIFY(!reader.IsOpen() && reader.fields().isEmpty() && reader.RecordCount() == 0);
-        QVERIFY(!reader.GetFieldData("RO_NO", value));
-        QVERIFY(reader.CloseFile());
+        QVERIFY(!reader.OpenFile(table(writer)) && !reader.IsOpen() && reader.fields().isEmpty());
+        QVERIFY(!reader.GetFieldData("RO_NO", value) && reader.CloseFile());
         QCOMPARE(reader.ErrorMessage(), "File Not Open");
     }
 
-    // A table or memo file that is no regular file (a pipe would hang a blocking open), or
-    // cannot be read.
-    void missingFiles_data()
-    {
-        QTest::addColumn<bool>("memo");
-        QTest::addColumn<int>("kind");
-        const char* kinds[] = {"none",       "empty",      "folder",    "link to /dev/zero",
-                               "named pipe", "unreadable", "empty name"};
-        for (int kind = 0; kind < 7; ++kind) {
-            for (const bool memo : {false, true})
-                QTest::addRow("%s: %s", memo ? "memo" : "table", kinds[kind]) << memo << kind;
-        }
-    }
-
+    // A table or memo file that is missing, a folder or a pipe (a blocking open would hang).
     void missingFiles()
     {
-        QFETCH(bool, memo);
-        QFETCH(int, kind);
-        if (kind == 5 && ::geteuid() == 0)
-            QSKIP("root reads files whatever their permissions");
-        test::TableFolder folder;
         const QByteArray bytes = DbfWriter({{"NOTES", 'M', 10}}).addRecord({pointer(1)}).bytes();
-        const QString path = folder.filePath(kind == 6 ? "" : memo ? "M.DBT" : "M.DBF");
-        QVERIFY(!memo || !folder.write("M.DBF", bytes).isEmpty());
-        QVERIFY(kind == 0 || kind == 6 || (kind == 1 && QFile(path).open(QIODevice::WriteOnly)) ||
-                (kind == 2 && QDir().mkpath(path)) ||
-                (kind == 3 && QFile::link("/dev/zero", path)) ||
-                (kind == 4 && ::mkfifo(qPrintable(path), 0600) == 0) ||
-                (kind == 5 && test::writeFile(path, bytes) &&
-                 QFile::setPermissions(path, QFileDevice::WriteOwner)));
-        clsXBASE reader;
-        Variant value;
-        const QString table = memo ? folder.filePath("M.DBF") : kind == 6 ? QString() : path;
-        QCOMPARE(reader.OpenFile(table), memo);
-        QVERIFY(!memo || (reader.ReadRecord(1) && !reader.GetFieldData("NOTES", value)));
-        const QString prefix = memo ? "OPEN DBT: " : "OPEN: ";
-        QCOMPARE(reader.ErrorMessage().left(kind == 5 ? prefix.size() : -1),
-                 kind == 5 ? prefix
-                 : memo    ? "DBT File Not Found"
-                           : "File Not Found");
-        QCOMPARE(clsXBASE::FileExist(table), memo || kind == 5);
+        for (const bool memo : {false, true}) {
+            for (const int kind : {0, 1, 2}) {
+                test::TableFolder folder;
+                const QString path = folder.filePath(memo ? "M.DBT" : "M.DBF");
+                QVERIFY(!memo || !folder.write("M.DBF", bytes).isEmpty());
+                QVERIFY(kind == 0 || (kind == 1 && QDir().mkpath(path)) ||
+                        (kind == 2 && ::mkfifo(qPrintable(path), 0600) == 0));
+                clsXBASE reader;
+                Variant value;
+                QCOMPARE(reader.OpenFile(folder.filePath("M.DBF")), memo);
+                QVERIFY(!memo || (reader.ReadRecord(1) && !reader.GetFieldData("NOTES", value)));
+                QCOMPARE(reader.ErrorMessage(), memo ? "DBT File Not Found" : "File Not Found");
+                QCOMPARE(clsXBASE::FileExist(folder.filePath("M.DBF")), memo);
+            }
+        }
+        QVERIFY(!clsXBASE().OpenFile(QString()) && !clsXBASE::FileExist(QString()));
     }
 
     // A field between two others, found by its stored 11 bytes (padding included) against
@@ -341,10 +309,7 @@ private slots:
                               bool found) {
             row(tag, stored, "C5abc", asked, found ? "abc  " : "", found ? kOk : kBadName);
         };
-        name("stored in lower case", "est_system", "est_system", false);
         name("bytes after the NUL", QByteArray("NAME\0XYZ", 8), "NAME", false);
-        name("asked with a blank", "NAME", "NAME ", false);
-        name("a prefix", "EST_SYSTEM", "EST", false);
         name("11 letters, asked longer", "ABCDEFGHIJK", "abcdefghijkL", true);
         name("Windows-1252", "\xC9TAT", QStringLiteral("état"), true);
         name("capital outside Windows-1252", "\xB5M", "µm", true);
@@ -353,21 +318,17 @@ private slots:
         value("C padded, untrimmed", "C6AB", "AB    ");
         value("c lower-case type", "c5\x80\xE9\x93x\x94", "€é“x”");
         value("C NUL kept", QByteArray("C3A\0B", 5), text(QByteArray("A\0B", 3)));
-        value("C zero length", "C0", "");
         value("N untrimmed", "N8   12.50", "   12.50");
         value("d lower-case type", "d819991231", dateOf(1999, 12, 31));
-        value("D leap day", "D820000229", dateOf(2000, 2, 29));
         value("D year one", "D800010101", dateOf(1, 1, 1));
-        for (const char* none : {"19000229", "        ", "NotAYear", "200703"})
+        for (const char* none : {"19000229", "        "})
             value(none, QByteArray("D") + char('0' + strlen(none)) + none, none);
         for (const char* letter : {"Y", "y", "T", "t", "l", "N", "n", "F", "f", "?", " "})
             value(
                 letter, QByteArray(*letter == 'l' ? "l1T" : "L1") + (*letter == 'l' ? "" : letter),
                 QByteArray("?  ").contains(letter) ? Variant(letter)
                                                    : Variant(QByteArray("lYyTt").contains(letter)));
-        value("L two letters", "L2TT", "TT");
-        for (const char* type : {"F", "\0"})
-            row(type, "VALUE", QByteArray(type, 1) + "412.5", "VALUE", "", kBadType);
+        row("F", "VALUE", "F412.5", "VALUE", "", kBadType);
     }
 
     void fields()
@@ -424,12 +385,6 @@ private slots:
         // runs to the end of the file.
         raw("0x1A pair split by a chunk", QByteArray(511, 'a') + "\x1A\x1Atail\x1A\x1A",
             QString(511, 'a') + "\x1A\x1Atail");
-        raw("no end mark", QByteArray(700, 'x') + "\x1A", QString(700, 'x') + "\x1A");
-        // The word at 20 is the block size of version 0 only; 0 there means 512.
-        QTest::newRow("block size word 0")
-            << DbtWriter(0, 512).bytes().replace(20, 2, QByteArray(2, '\0')) +
-                   QByteArray::fromHex("ffff080005000000") + "hello"
-            << pointer(1) << kOk << "hello";
         // The stored length is taken as the text's; writers that count the header get 8 more.
         for (const qint64 length : {0xDLL, 0xFFFFFFFFLL}) {
             DbtWriter memo(0);
@@ -450,18 +405,14 @@ private slots:
             QTest::newRow(name) << (memo.isNull() ? numbered.bytes() : memo) << stored << message
                                 << text;
         };
-        at("pointer left-aligned", "3", kOk, "3");
         at("pointer half to even, up", "3.5", kOk, "4");
         at("pointer not a number", "2x", kOk);
-        at("blank pointer, no memo file", "          ", kOk, "", "");
         at("no memo file", pointer(1), "DBT File Not Found", "", "");
         at("memo version 4", pointer(1), "Unsupported XBASE DBT version", "",
            numbered.bytes().replace(16, 1, "\x04"));
-        at("block at the end", pointer(6), "Inconsistent DBF File Size");
         at("offset of 2^31", pointer(4194304), "READ DBT: Overflow");
         at("negative block", "-1", "READ DBT: Invalid file position");
         at("beyond every whole number", "1E300", "GETFIELD: Overflow");
-        at("no version byte", pointer(1), kDbtEof, "", numbered.bytes().left(16));
         at("signature FF FF 09 00", pointer(1), kNoSignature, "",
            QByteArray(h).replace(514, 1, "\x09"));
         at("length one past the file", pointer(1), kDbtEof, "",
@@ -487,38 +438,6 @@ private slots:
         QCOMPARE(reader.ErrorMessage(), message);
         QCOMPARE(describeVariant(value), describeVariant(text));
         QVERIFY(reader.GetFieldData("NAME", value)); // the table stays usable
-    }
-
-    void memoFileName_data()
-    {
-        QTest::addColumn<QString>("table");
-        QTest::addColumn<QStringList>("memoFiles"); // each holds a memo naming its file
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("first dot of the path")
-            << "A.B/EST.DBF" << QStringList{"A.B/EST.DBT", "A.DBT"} << "A.DBT";
-        QTest::newRow("no dot") << "EST" << QStringList{"EST.DBT"} << "EST.DBT";
-        QTest::newRow("exact case first")
-            << "est.dbf" << QStringList{"est.dbt", "est.DBT"} << "est.DBT";
-    }
-
-    void memoFileName()
-    {
-        QFETCH(QString, table);
-        QFETCH(QStringList, memoFiles);
-        QFETCH(QString, expected);
-        test::TableFolder folder;
-        for (const QString& name : memoFiles) {
-            DbtWriter memo(3);
-            memo.addMemo(name.toLatin1());
-            QVERIFY(!folder.write(name, memo.bytes()).isEmpty());
-        }
-        DbfWriter writer({{"NOTES", 'M', 10}});
-        clsXBASE reader;
-        QVERIFY(reader.OpenFile(folder.write(table, writer.addRecord({pointer(1)}).bytes())));
-        QCOMPARE(reader.memoFileName(), folder.filePath(expected));
-        Variant value;
-        QVERIFY(reader.ReadRecord(1) && reader.GetFieldData("NOTES", value));
-        QCOMPARE(value.toText(), expected);
     }
 
     void realTables_data()
@@ -575,17 +494,11 @@ private slots:
         const QByteArray nuls(8, '\0');
         row("dbfread/people.dbf", 3, "name", "Deleted Guy     ");
         row("dbfread/invalid_value.dbf", 2, "BIRTHDATE", dateOf(1980, 11, 12));
-        row("dbfdatareader/dbase_03_nullchar.dbf", 3, "OTHERTXT",
-            text(QByteArray(1, '\0') + QByteArray(23, ' ') + "\x1A"));
         row("dbftables-jl/test.dbf", 5, "BOOL", true);
         row("ems/QYUZK0P.env", 1, "CREATE_DT", dateOf(2017, 6, 19));
         row("javadbf/a3.dbf", 1, "F",
             text(QByteArray("\x8C\x8E\x91\x8A\x80\x8B\x85\x8D\x8A\x8E").leftJustified(30, ' ')));
-        row("php-xbase/socios.dbf", 1, "FECSALIDA", text(QByteArray(8, '\0')));
-        row("dbfdatareader/INNAKLKVT20180904.dbf", 3416, "SUMPDV",
-            text(QByteArray("-511.72000000").rightJustified(20, ' ')));
         row("ems/QYUZK0PV.veh", 1, "V_OPTIONS", "AC;    ", 1553, "eats\x1A\x1A" + nuls);
-        row("infused-dbf/dbase_8b.dbf", 1, "MEMO", "First memo\r\n", 20, "\x1F \x1F \x1F \x1F ");
         row("php-xbase/dBaseIV.dbf", 3, "IMAGE", text("\x89PNG\r\n\x1A\n"), 187819,
             "IEND\xAE\x42\x60\x82" + nuls);
         row("dbfdatareader/INNAKLKVT20180904.dbf", 3338, "REASON",
