@@ -15,7 +15,6 @@
 
 using namespace tarnaxe;
 using emswriter::EmsSetBuilder;
-using emswriter::EmsStyle;
 using M = tarnaxe::EmsMember;
 
 Q_DECLARE_METATYPE(tarnaxe::EmsMember)
@@ -278,8 +277,6 @@ private slots:
         row("no claimant for I", {"CUST_PR=I"}, int(M::Administrative2), {{5, ""}});
         row("no administrative 1", {}, int(M::Administrative1),
             {{0, "old"}, {1, "old"}, {2, "old"}, {3, "old"}, {4, "old"}, {5, "old"}}, kNotFound);
-        row("no administrative 2", {}, int(M::Administrative2), {{5, "old"}}, kNotFound);
-        row("no vehicle", {}, int(M::Vehicle), {{6, "old"}, {7, "old"}}, kNotFound);
         row("no totals", {}, int(M::Totals), {{8, "-1"}}, kNotFound);
         row("no amount", {"N_TTL_AMT=N/A"}, -1, {{8, "-1"}}, "No amount in N_TTL_AMT");
     }
@@ -313,41 +310,6 @@ private slots:
                  expected);
     }
 
-    // Every member is found where a set of either style and case was written, and the set
-    // reads through its envelope named in the other case.
-    void setStyles_data()
-    {
-        QTest::addColumn<EmsStyle>("style");
-        QTest::addColumn<bool>("upper");
-        QTest::addColumn<QString>("base");
-        QTest::newRow("letter, lower case") << EmsStyle::Letter << false << "0001";
-        QTest::newRow("letter, upper case") << EmsStyle::Letter << true << "0001";
-        QTest::newRow("plain, upper case") << EmsStyle::Plain << true << "0001";
-        QTest::newRow("letters in the base") << EmsStyle::Letter << true << "QyuzK0p";
-    }
-
-    void setStyles()
-    {
-        QFETCH(EmsStyle, style);
-        QFETCH(bool, upper);
-        QFETCH(QString, base);
-        Set set(base);
-        QVERIFY(set.style(style).upperCaseNames(upper).write());
-        for (const EmsMember member : {M::Envelope, M::Administrative1, M::Administrative2,
-                                       M::Vehicle, M::Totals, M::ProfileTotals})
-            QCOMPARE(emsMemberPath(emsBaseName(set.envelopePath()), member),
-                     set.memberPath(member));
-        const QString name = QFileInfo(set.envelopePath()).fileName();
-        EmsReader reader;
-        EstimateRecord entry;
-        QVERIFY2(reader.readBasicInfo(set.filePath(upper ? name.toLower() : name.toUpper()),
-                                      kNoLimit, entry),
-                 qPrintable(reader.lastError()));
-        QCOMPARE(entry.insured, "SMITH, JOHN");
-        QVERIFY(reader.fillPreparseInfo(entry));
-        QCOMPARE(entry.preparsedClaimNumber + entry.vin, "12-345678-901FAFP34N97W123456");
-    }
-
     // Which file is a member: the usual spellings first, in the case asked, then any case.
     void memberPath()
     {
@@ -364,25 +326,6 @@ private slots:
                                    upper ? LetterCase::Upper : LetterCase::Lower),
                      folder.filePath(expected));
         }
-    }
-
-    // On Linux 0001.AD1 and 0001.ad1 can both be there; the one in the case of the
-    // envelope's extension belongs to that envelope.
-    void readerTakesTheEnvelopesCase()
-    {
-        Set lower;
-        EmsSetBuilder upper(lower.path(), "0001");
-        QVERIFY(lower.style(EmsStyle::Plain).set("CLM_NO", "LOWER").write());
-        QVERIFY(upper.style(EmsStyle::Plain).upperCaseNames().set("CLM_NO", "UPPER").write());
-        EmsReader reader;
-        EstimateRecord record;
-        QVERIFY(reader.readBasicInfo(lower.envelopePath(), kNoLimit, record));
-        QCOMPARE(record.claimNumber, padded("LOWER", 30));
-        QVERIFY(reader.readBasicInfo(upper.envelopePath(), kNoLimit, record));
-        QCOMPARE(record.claimNumber, padded("UPPER", 30));
-        record.envelopeFile = upper.envelopePath();
-        QVERIFY(reader.fillPreparseInfo(record));
-        QCOMPARE(record.preparsedClaimNumber, "UPPER");
     }
 
     // The envelope and vehicle table of a set written by an estimating program: alone they
@@ -418,76 +361,59 @@ private slots:
     // The files of an entry for the upload: every non-empty member, in row order, with its
     // size, named in the set's style (by its .ad1, else by its platform: A and M write
     // letter names); the base from the base name, else the envelope; a MIE file last.
-    void collect_data()
+    void collect()
     {
-        QTest::addColumn<QStringList>("files"); // sizes 10, 20, 30...; "!": empty
-        QTest::addColumn<QString>("platform");
-        QTest::addColumn<QString>("collected"); // upload field:file:size
-        QTest::newRow("plain set, its memo the vehicle memo")
-            << QStringList{"0001.env", "0001.ad1", "0001a.dbt", "0001.dbt", "0001v.dbt", "0001.ttl"}
-            << "M"
-            << "EMSEnvelope:0001.env:10 EMSAdministration1:0001.ad1:20 EMSTotals:0001.ttl:60 "
-               "EMSAdministration1Memos:0001a.dbt:30 EMSVehicleMemos:0001.dbt:40";
-        QTest::newRow("letter set leaves plain names")
-            << QStringList{"0001.env", "0001a.ad1", "0001.ad2", "0001.dbt", "0001v.dbt", "0001.ad1"}
-            << "C"
-            << "EMSEnvelope:0001.env:10 EMSAdministration1:0001a.ad1:20 "
-               "EMSVehicleMemos:0001v.dbt:50";
-        for (const char* platform : {"m", "A", "C", " "}) {
-            QTest::addRow("no .ad1, platform '%s'", platform)
-                << QStringList{"0001.env", "0001.dbt", "0001v.dbt"} << platform
-                << (QByteArray("mA").contains(platform)
-                        ? "EMSEnvelope:0001.env:10 EMSVehicleMemos:0001v.dbt:30"
-                        : "EMSEnvelope:0001.env:10 EMSVehicleMemos:0001.dbt:20");
-        }
-        QTest::newRow("every row, other sets and empty files stay out")
-            << QStringList{"0001.ENV",       "0001A.AD1", "0001b.ad2", "0001V.veh", "0001.lin",
+        const QString bare = "EMSEnvelope:0001.env:10 EMSVehicleMemos:";
+        for (const auto& [files, platform, collected] :
+             {std::tuple{
+                  QStringList{"0001.env", "0001.ad1", "0001a.dbt", "0001.dbt", "0001v.dbt",
+                              "0001.ttl"},
+                  "M",
+                  QString("EMSEnvelope:0001.env:10 EMSAdministration1:0001.ad1:20 "
+                          "EMSTotals:0001.ttl:60 "
+                          "EMSAdministration1Memos:0001a.dbt:30 EMSVehicleMemos:0001.dbt:40")},
+              {QStringList{"0001.env", "0001.dbt", "0001v.dbt"}, "m", bare + "0001v.dbt:30"},
+              {QStringList{"0001.env", "0001.dbt", "0001v.dbt"}, "C", bare + "0001.dbt:20"},
+              {QStringList{"0001.ENV",       "0001A.AD1", "0001b.ad2", "0001V.veh", "0001.lin",
                            "0001.pfh",       "0001.pfp",  "0001.pfl",  "0001.pfm",  "0001.pft",
                            "0001.pfo",       "0001.stl",  "0001.TTL",  "0001.ven",  "0001a.DBT",
                            "0001b.dbt",      "0001v.dbt", "00011.env", "0002.lin",  "!0001.dbt",
-                           "mie/5678_90.mie"}
-            << "A"
-            << "EMSEnvelope:0001.ENV:10 EMSAdministration1:0001A.AD1:20 "
+                           "mie/5678_90.mie"},
+               "A",
+               "EMSEnvelope:0001.ENV:10 EMSAdministration1:0001A.AD1:20 "
                "EMSAdministration2:0001b.ad2:30 "
                "EMSVehicle:0001V.veh:40 EMSDetail:0001.lin:50 EMSHeaderProfile:0001.pfh:60 "
-               "EMSPartsRates:0001.pfp:70 EMSLaborRates:0001.pfl:80 EMSMaterialsRates:0001.pfm:90 "
-               "EMSTaxTierProfile:0001.pft:100 EMSAdditionalProfile:0001.pfo:110 "
-               "EMSSubtotals:0001.stl:120 "
-               "EMSTotals:0001.TTL:130 EMSNonOEMSupplier:0001.ven:140 "
-               "EMSAdministration1Memos:0001a.DBT:150 "
+               "EMSPartsRates:0001.pfp:70 "
+               "EMSLaborRates:0001.pfl:80 EMSMaterialsRates:0001.pfm:90 "
+               "EMSTaxTierProfile:0001.pft:100 "
+               "EMSAdditionalProfile:0001.pfo:110 EMSSubtotals:0001.stl:120 EMSTotals:0001.TTL:130 "
+               "EMSNonOEMSupplier:0001.ven:140 EMSAdministration1Memos:0001a.DBT:150 "
                "EMSAdministration2Memos:0001b.dbt:160 EMSVehicleMemos:0001v.dbt:170 "
-               "MIELocation:5678_90.mie:210";
-        QTest::newRow("base from the envelope, an empty file, a MIE file gone")
-            << QStringList{"Est1.ENV", "Est1A.AD1", "Est1.TTL", "!Est1.lin"} << ""
-            << "EMSEnvelope:Est1.ENV:10 EMSAdministration1:Est1A.AD1:20 EMSTotals:Est1.TTL:30";
-    }
-
-    void collect()
-    {
-        QFETCH(QStringList, files);
-        QFETCH(QString, platform);
-        QFETCH(QString, collected);
-        test::TableFolder folder;
-        QVERIFY(writeFiles(folder, files));
-        EstimateRecord entry;
-        entry.envelopeFile = folder.filePath(files.first());
-        entry.baseName = platform.isEmpty() ? "" : folder.filePath("0001");
-        entry.platformCode = platform;
-        entry.mieFile =
-            folder.filePath(files.last().endsWith(".mie") ? files.last() : "mie/gone.mie");
-        entry.files.resize(3); // collecting again replaces the list
-        const int count = collectEstimateFiles(entry);
-        QCOMPARE(count, int(entry.files.size()));
-        QStringList parts;
-        qint64 total = 0;
-        for (const EstimateMemberFile& f : entry.files) {
-            parts << QStringLiteral("%1:%2:%3")
-                         .arg(emsRecordTable()[f.index].uploadFieldName,
-                              QFileInfo(f.path).fileName(), QString::number(f.size));
-            total += QFileInfo(f.path).size() == f.size ? f.size : -1000;
+               "MIELocation:5678_90.mie:210"},
+              {QStringList{"Est1.ENV", "Est1A.AD1", "Est1.TTL", "!Est1.lin"}, "",
+               "EMSEnvelope:Est1.ENV:10 EMSAdministration1:Est1A.AD1:20 EMSTotals:Est1.TTL:30"}}) {
+            test::TableFolder folder;
+            QVERIFY(writeFiles(folder, files));
+            EstimateRecord entry;
+            entry.envelopeFile = folder.filePath(files.first());
+            entry.baseName = *platform ? folder.filePath("0001") : "";
+            entry.platformCode = platform;
+            entry.mieFile =
+                folder.filePath(files.last().endsWith(".mie") ? files.last() : "mie/gone.mie");
+            entry.files.resize(3); // collecting again replaces the list
+            const int count = collectEstimateFiles(entry);
+            QCOMPARE(count, int(entry.files.size()));
+            QStringList parts;
+            qint64 total = 0;
+            for (const EstimateMemberFile& f : entry.files) {
+                parts << QStringLiteral("%1:%2:%3")
+                             .arg(emsRecordTable()[f.index].uploadFieldName,
+                                  QFileInfo(f.path).fileName(), QString::number(f.size));
+                total += QFileInfo(f.path).size() == f.size ? f.size : -1000;
+            }
+            QCOMPARE(parts.join(" "), collected);
+            QCOMPARE(entry.totalSize, total);
         }
-        QCOMPARE(parts.join(" "), collected);
-        QCOMPARE(entry.totalSize, total);
     }
 
     // Saved MIE files are named by the clock, never replace a file (in any case: the folder
