@@ -190,22 +190,16 @@ private slots:
         row("0x0D starts a name", DbfWriter({{"A", 'C', 5}, {"\rB", 'C', 5}}).addRecord({}).bytes(),
             kOk, 1, 1, kOk, kBadName);
         // At most 32767 fields, and the position after the last one fits in 16 bits.
-        for (const int more : {0, 1}) {
-            DbfWriter wide(QList<DbfField>{{"A", 'C', 5}, {"B", 'C', 5}} +
-                           QList<DbfField>(32765 + more, DbfField{"F", 'C', 0}));
-            wide.addRecord({}).endOfFileMark = false;
-            // The header length cannot say 1 MB: the record count makes up the size.
-            const qint64 count = 32 + 32 * (32767 + more) + 11;
-            wide.headerLengthOverride = wide.recordLengthOverride = 1;
-            wide.recordCountOverride = count;
-            row(more ? "32768 fields" : "32767 fields", wide.bytes(), more ? kOverflow : kOk,
-                more ? 0 : count, more ? 0 : 32767, kOk, kBeyond);
-            QList<DbfField> fields{{"A", 'C', 5}, {"B", 'C', 5}};
-            fields += QList<DbfField>(128, DbfField{"WIDE", 'C', 255});
-            row(more ? "ends at 32768" : "ends at 32767",
-                DbfWriter(fields << DbfField{"LAST", 'C', 115 + more}).addRecord({}).bytes(),
-                more ? kOverflow : kOk, !more, more ? 0 : 131);
-        }
+        QList<DbfField> wide(32768, DbfField{"F", 'C', 0});
+        DbfWriter many(wide);
+        many.headerLengthOverride = many.recordLengthOverride = 1; // the count makes up the size
+        many.recordCountOverride = 32 + 32 * 32768 + 1;
+        row("32768 fields", many.addRecord({}).bytes(), kOverflow);
+        row("ends at 32768",
+            DbfWriter(wide.mid(0, 128).fill({"WIDE", 'C', 255}) << DbfField{"LAST", 'C', 126})
+                .addRecord({})
+                .bytes(),
+            kOverflow);
         // A field between two others, found by its stored 11 bytes (padding included) against
         // the name asked in upper case, and converted by its type; the empty text when refused.
         const auto fieldRow = [](const char* tag, const QByteArray& name, const QByteArray& field,
@@ -387,18 +381,14 @@ private slots:
                                 << text;
         };
         at("pointer half to even, up", "3.5", kOk, "4");
-        at("pointer not a number", "2x", kOk);
         at("no memo file", pointer(1), "DBT File Not Found", "", "");
         at("memo version 4", pointer(1), "Unsupported XBASE DBT version", "",
            numbered.bytes().replace(16, 1, "\x04"));
         at("offset of 2^31", pointer(4194304), "READ DBT: Overflow");
         at("negative block", "-1", "READ DBT: Invalid file position");
         at("beyond every whole number", "1E300", "GETFIELD: Overflow");
-        at("signature FF FF 09 00", pointer(1), kNoSignature, "",
-           QByteArray(h).replace(514, 1, "\x09"));
         at("length one past the file", pointer(1), kDbtEof, "",
            QByteArray(h).replace(516, 2, "\xF9\x01"));
-        at("block header cut short", pointer(1), kDbtEof, "", h.left(517));
         at("no block size word", pointer(0), kDbtEof, "", h.left(21));
     }
 
@@ -474,11 +464,7 @@ private slots:
         };
         const QByteArray nuls(8, '\0');
         row("dbfread/people.dbf", 3, "name", "Deleted Guy     ");
-        row("dbfread/invalid_value.dbf", 2, "BIRTHDATE", dateOf(1980, 11, 12));
-        row("dbftables-jl/test.dbf", 5, "BOOL", true);
         row("ems/QYUZK0P.env", 1, "CREATE_DT", dateOf(2017, 6, 19));
-        row("javadbf/a3.dbf", 1, "F",
-            text(QByteArray("\x8C\x8E\x91\x8A\x80\x8B\x85\x8D\x8A\x8E").leftJustified(30, ' ')));
         row("ems/QYUZK0PV.veh", 1, "V_OPTIONS", "AC;    ", 1553, "eats\x1A\x1A" + nuls);
         row("php-xbase/dBaseIV.dbf", 3, "IMAGE", text("\x89PNG\r\n\x1A\n"), 187819,
             "IEND\xAE\x42\x60\x82" + nuls);
