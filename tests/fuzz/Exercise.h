@@ -61,42 +61,45 @@ inline QString exerciseTable(const QString& folder, const QByteArray& input, int
         return QStringLiteral("cannot write the files");
 
     clsXBASE reader;
+    // Every broken promise is noted and the run goes on: the reader must survive it too.
+    QStringList problems;
+    const auto check = [&](const char* step, bool answer) {
+        problems << broken(step, answer, reader.ErrorMessage());
+    };
     const bool opened = reader.OpenFile(tablePath);
-    if (QString problem = broken("OpenFile", opened, reader.ErrorMessage()); !problem.isEmpty())
-        return problem;
+    check("OpenFile", opened);
     if (opened != reader.IsOpen() || (!opened && reader.RecordCount() != 0))
-        return QStringLiteral("OpenFile: answer and state disagree");
+        problems << QStringLiteral("OpenFile: answer and state disagree");
     const qint32 count = reader.RecordCount();
     for (const qint32 outside : {0, count == std::numeric_limits<qint32>::max() ? 0 : count + 1}) {
-        if (opened &&
-            (reader.ReadRecord(outside) || broken("", false, reader.ErrorMessage()) != ""))
-            return QStringLiteral("ReadRecord: a record outside the count");
+        if (opened && reader.ReadRecord(outside))
+            problems << QStringLiteral("ReadRecord: a record outside the count");
+        check("ReadRecord outside", false);
     }
     int widest = 0;
     for (const clsXBASE::Field& field : reader.fields())
         widest = qMax<int>(widest, field.length);
     for (qint32 n = 1; opened && n <= qMin(count, recordLimit); ++n) {
         const bool read = reader.ReadRecord(n);
-        if (QString problem = broken("ReadRecord", read, reader.ErrorMessage()); !problem.isEmpty())
-            return problem;
+        check("ReadRecord", read);
         if (read ? reader.recordBuffer().size() != reader.recordLength()
                  : reader.currentRecord() == n)
-            return QStringLiteral("ReadRecord: a record of the wrong length, or a failure kept");
+            problems << QStringLiteral(
+                "ReadRecord: a record of the wrong length, or a failure kept");
         for (const clsXBASE::Field& field : reader.fields()) {
             const qsizetype nul = field.name.indexOf('\0');
             Variant value(true);
             const bool got = reader.GetFieldData(
                 fromWindows1252(nul < 0 ? field.name : field.name.left(nul)), value);
-            if (QString problem = broken("GetFieldData", got, reader.ErrorMessage());
-                !problem.isEmpty())
-                return problem;
+            check("GetFieldData", got);
             // A field of the same name may come first, so any field's width is a bound.
             if ((!got && value != Variant(QString())) ||
                 (got && value.isString() && value.stringValue().size() > qMax(widest, memo.size())))
-                return QStringLiteral("GetFieldData: a value not from its source");
+                problems << QStringLiteral("GetFieldData: a value not from its source");
         }
     }
-    return {};
+    problems.removeAll(QString());
+    return problems.value(0);
 }
 
 // The EMS set reader. Byte 0 holds flags (bit 0 the letter style, bit 1 lower-case names);
@@ -127,48 +130,47 @@ inline QString exerciseEmsSet(const QString& folder, const QByteArray& input,
     const QString envelope = dir.filePath((flags & 2) ? names[0].toLower() : names[0]);
 
     EmsReader reader;
+    QStringList problems;
+    const auto check = [&](const char* step, bool answer, bool strict = true) {
+        problems << broken(step, answer, reader.lastError(), strict);
+    };
     EstimateRecord record;
     const bool basic = reader.readBasicInfo(envelope, QDate(1951, 12, 31), record);
     if (basicRead)
         *basicRead = basic;
-    if (QString problem = broken("readBasicInfo", basic, reader.lastError()); !problem.isEmpty())
-        return problem;
+    check("readBasicInfo", basic);
     if (basic != (record.envelopeFile == envelope))
-        return QStringLiteral("readBasicInfo: the record does not follow the answer");
+        problems << QStringLiteral("readBasicInfo: the record does not follow the answer");
     for (const char* name : {"V_VIN", "CLM_NO", "EST_SYSTEM", "CREATE_DT", "V_MEMO", "nope"}) {
         Variant value(true);
         const bool found = reader.readField(envelope, QString::fromLatin1(name), value);
-        if (QString problem = broken("readField", found, reader.lastError()); !problem.isEmpty())
-            return problem;
+        check("readField", found);
         if (!found && value != Variant(QString()))
-            return QStringLiteral("readField: a failure left a value");
+            problems << QStringLiteral("readField: a failure left a value");
     }
     EstimateRecord entry;
     entry.envelopeFile = envelope;
-    const bool envelopeRead = reader.fillEnvelopeInfo(entry);
-    if (QString problem = broken("fillEnvelopeInfo", envelopeRead, reader.lastError());
-        !problem.isEmpty())
-        return problem;
+    check("fillEnvelopeInfo", reader.fillEnvelopeInfo(entry));
     if (entry.envelopeSize != envelopeSize)
-        return QStringLiteral("fillEnvelopeInfo: wrong envelope size");
+        problems << QStringLiteral("fillEnvelopeInfo: wrong envelope size");
     // A failed preparse may keep an earlier message: only the text is checked.
-    reader.fillPreparseInfo(entry);
-    if (QString problem = broken("fillPreparseInfo", false, reader.lastError(), false);
-        !problem.isEmpty() || !entry.parsed)
-        return QStringLiteral("fillPreparseInfo: not marked parsed, or ") + problem;
-
+    check("fillPreparseInfo", reader.fillPreparseInfo(entry), false);
+    if (!entry.parsed)
+        problems << QStringLiteral("fillPreparseInfo: not marked parsed");
     entry.baseName = record.baseName;
     qint64 total = 0;
     if (collectEstimateFiles(entry) != entry.files.size())
-        return QStringLiteral("collectEstimateFiles: count and list disagree");
+        problems << QStringLiteral("collectEstimateFiles: count and list disagree");
     for (const EstimateMemberFile& file : entry.files) {
         const QFileInfo info(file.path);
         if (info.absolutePath() != dir.absolutePath() || !info.isFile() || info.size() != file.size)
-            return QStringLiteral("collectEstimateFiles: a file not of the set: ") + file.path;
+            problems << QStringLiteral("collectEstimateFiles: a file not of the set: ") + file.path;
         total += file.size;
     }
-    return total == entry.totalSize ? QString()
-                                    : QStringLiteral("collectEstimateFiles: wrong total size");
+    if (total != entry.totalSize)
+        problems << QStringLiteral("collectEstimateFiles: wrong total size");
+    problems.removeAll(QString());
+    return problems.value(0);
 }
 
 } // namespace tarnaxe::test
