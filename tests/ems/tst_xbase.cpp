@@ -165,8 +165,6 @@ private slots:
         };
         row("version 0x04", twoFields({.version = 0x04}), kOk, 1, 2);
         row("version 0x30", twoFields({.version = 0x30}), kFormat);
-        row("no records", DbfWriter({{"A", 'C', 5}}).bytes(), kHeader);
-        row("header length 0", twoFields({.header = 0}), kHeader);
         row("record length 0", twoFields({.length = 0}), kHeader);
         row("end-of-file mark", twoFields({.size = 1}), kOk, 1, 2);
         row("two bytes more", twoFields({.size = 2}), kLength);
@@ -210,9 +208,6 @@ private slots:
             QTest::newRow(tag) << writer.addRecord({"zz", field.mid(2), ">>>"}).bytes()
                                << QStringList{kOk, "1", "3", kOk, message} << asked << expected;
         };
-        const auto text = [](const QByteArray& bytes) {
-            return Variant(fromWindows1252(bytes));
-        };
         const auto value = [&](const char* tag, const QByteArray& field, const Variant& expected) {
             fieldRow(tag, "VALUE", field, "value", expected);
         };
@@ -223,15 +218,12 @@ private slots:
         name("bytes after the NUL", QByteArray("NAME\0XYZ", 8), "NAME", false);
         name("11 letters, asked longer", "ABCDEFGHIJK", "abcdefghijkL", true);
         name("Windows-1252", "\xC9TAT", QStringLiteral("état"), true);
-        name("capital outside Windows-1252", "\xB5M", "µm", true);
         name("outside Windows-1252", "?", QStringLiteral("\u0101"), false);
         fieldRow("the first of two", "OTHER", "C5abc", "other", "zz");
         value("C padded, untrimmed", "C6AB", "AB    ");
         value("c lower-case type", "c5\x80\xE9\x93x\x94", "€é“x”");
-        value("C NUL kept", QByteArray("C3A\0B", 5), text(QByteArray("A\0B", 3)));
         value("N untrimmed", "N8   12.50", "   12.50");
         value("d lower-case type", "d819991231", dateOf(1999, 12, 31));
-        value("D year one", "D800010101", dateOf(1, 1, 1));
         for (const char* none : {"19000229", "        "})
             value(none, QByteArray("D") + char('0' + strlen(none)) + none, none);
         for (const char* letter : {"Y", "y", "T", "t", "l", "N", "n", "F", "f", "?", " "})
@@ -292,17 +284,12 @@ private slots:
             QCOMPARE(reader.currentRecordDeleted(), n == 2);
             QCOMPARE(value.toText(), QString::number(1000 + n));
         }
-        // Numbers outside the table, and a table that shrank, leave record 2 current.
+        // A number outside the table leaves record 2 current; a failed open closes the table.
         for (const qint32 n : {0, 4, INT32_MIN, INT32_MAX}) {
             QVERIFY(!reader.ReadRecord(n));
             QCOMPARE(reader.ErrorMessage(), "Invalid Record Number");
         }
-        QVERIFY(QFile::resize(path, reader.headerLength() + 2 * reader.recordLength()));
-        QVERIFY(!reader.ReadRecord(3) && reader.GetFieldData("TOTAL", value));
         QCOMPARE(reader.currentRecord(), 2);
-        QCOMPARE(value.toText(), "   9.99");
-        // A new open forgets the record, a failed one closes the table.
-        QVERIFY(reader.OpenFile(table(writer)) && reader.currentRecord() == 0);
         writer.version = 0x30;
         QVERIFY(!reader.OpenFile(table(writer)) && !reader.IsOpen() && reader.fields().isEmpty());
         QVERIFY(!reader.GetFieldData("RO_NO", value) && reader.CloseFile());
@@ -339,48 +326,27 @@ private slots:
         QTest::addColumn<QByteArray>("pointer");
         QTest::addColumn<QString>("message");
         QTest::addColumn<QString>("text");
-        const auto around = [](const char* name, int version, int blockSize,
-                               const QByteArray& stored) {
-            DbtWriter memo(version, blockSize);
-            memo.addMemo("a memo before");
-            const int block = memo.addMemo(stored);
-            memo.addMemo("a memo after");
-            QTest::newRow(name) << memo.bytes() << pointer(block) << kOk << fromWindows1252(stored);
-        };
-        around("over several blocks", 3, 512, QByteArray(1500, 'b') + "end");
-        around("single 0x1A kept, Windows-1252", 3, 512, "caf\xE9\x1A\x93q\x94");
-        around("dBase IV, 64-byte blocks", 0, 64, QByteArray(300, 'q'));
-        around("dBase IV, 0x1A pair is text", 0, 1024, "a\x1A\x1A\x62");
-        const auto raw = [](const char* name, const QByteArray& bytes, const QString& text) {
-            DbtWriter memo(3);
-            memo.rawBytes() += bytes;
-            QTest::newRow(name) << memo.bytes() << pointer(1) << kOk << text;
-        };
-        // The pair is looked for inside each 512-byte chunk only; without one, the text
-        // runs to the end of the file.
-        raw("0x1A pair split by a chunk", QByteArray(511, 'a') + "\x1A\x1Atail\x1A\x1A",
-            QString(511, 'a') + "\x1A\x1Atail");
-        // The stored length is taken as the text's; writers that count the header get 8 more.
-        for (const qint64 length : {0xDLL, 0xFFFFFFFFLL}) {
-            DbtWriter memo(0);
-            const int block = memo.addMemoWithLength("hello", length);
-            QTest::addRow("dBase IV length %lld", length)
-                << memo.bytes() << pointer(block) << kOk
-                << (QStringLiteral("hello") + QString(8, QChar(0)))
-                       .left(qBound(0, qint32(length), 13));
-        }
         DbtWriter numbered(3); // blocks 1 to 5 hold "1" to "5", 6 blocks in all
         for (const char* text : {"1", "2", "3", "4", "5"})
             numbered.addMemo(text);
-        DbtWriter headed(0);
-        headed.addMemo("hello"); // 2 blocks of 512
+        DbtWriter headed(0), counted(0), split(3);
+        headed.addMemo("he\x1A\x1Allo"); // 2 blocks of 512
         const QByteArray h = headed.bytes();
+        // Writers that count the header in the stored length give 8 bytes more as text.
+        counted.addMemoWithLength("hello", 0xD);
+        // The pair is looked for inside each 512-byte chunk only.
+        split.rawBytes() += QByteArray(511, 'a') + "\x1A\x1Atail\x1A\x1A";
         const auto at = [&](const char* name, const QByteArray& stored, const QString& message,
                             const QString& text = "", const QByteArray& memo = {}) {
             QTest::newRow(name) << (memo.isNull() ? numbered.bytes() : memo) << stored << message
                                 << text;
         };
         at("pointer half to even, up", "3.5", kOk, "4");
+        at("dBase IV, 0x1A pair is text", pointer(1), kOk, "he\x1A\x1Allo", h);
+        at("dBase IV length with the header", pointer(1), kOk, "hello" + QString(8, QChar(0)),
+           counted.bytes());
+        at("0x1A pair split by a chunk", pointer(1), kOk, QString(511, 'a') + "\x1A\x1Atail",
+           split.bytes());
         at("no memo file", pointer(1), "DBT File Not Found", "", "");
         at("memo version 4", pointer(1), "Unsupported XBASE DBT version", "",
            numbered.bytes().replace(16, 1, "\x04"));
@@ -468,8 +434,6 @@ private slots:
         row("ems/QYUZK0PV.veh", 1, "V_OPTIONS", "AC;    ", 1553, "eats\x1A\x1A" + nuls);
         row("php-xbase/dBaseIV.dbf", 3, "IMAGE", text("\x89PNG\r\n\x1A\n"), 187819,
             "IEND\xAE\x42\x60\x82" + nuls);
-        row("dbfdatareader/INNAKLKVT20180904.dbf", 3338, "REASON",
-            text("\xC4\xEE\xEA\xF3\xEC\xE5\xED\xF2 "), 989, "\" (26).\r\n");
     }
 
     void realValues()
