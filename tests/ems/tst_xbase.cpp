@@ -21,7 +21,6 @@ namespace {
 
 const QString kOk = QStringLiteral("OK");
 const QString kEof = QStringLiteral("READ: Unexpected end of file");
-const QString kDbtEof = QStringLiteral("READ DBT: Unexpected end of file");
 const QString kOverflow = QStringLiteral("READ: Overflow");
 const QString kBeyond = QStringLiteral("GETFIELD: Field beyond end of record");
 const QString kHeader = QStringLiteral("Invalid XBASE File Header");
@@ -30,11 +29,6 @@ const QString kFormat = QStringLiteral("Unsupported XBASE file format");
 const QString kBadName = QStringLiteral("Invalid Field Name");
 const QString kBadType = QStringLiteral("Invalid Field Type");
 const QString kNoSignature = QStringLiteral("Invalid memo field signature");
-
-QByteArray pointer(int block)
-{
-    return QByteArray::number(block).rightJustified(10, ' ');
-}
 
 // A table of two 5-byte fields A and B, one record of 11 bytes at 97, its header bent.
 struct Bend {
@@ -160,7 +154,6 @@ private slots:
                                                QString::number(fields), read, fieldB}
                                 << "B" << Variant();
         };
-        row("version 0x04", twoFields({.version = 0x04}), kOk, 1, 2);
         row("version 0x30", twoFields({.version = 0x30}), kFormat);
         row("record length 0", twoFields({.length = 0}), kHeader);
         row("end-of-file mark", twoFields({.size = 1}), kOk, 1, 2);
@@ -171,13 +164,9 @@ private slots:
             twoFields({.count = 1, .header = 51, .length = 1, .size = -56}), kEof);
         row("negative record count", twoFields({.count = 0xFFFFFFFF, .header = 119}), kOk, -1, 2,
             "Invalid Record Number");
-        row("negative header length", twoFields({.header = 0xFF9C, .length = 208}), kOk, 1, 2,
-            "READ: Invalid file position");
         row("negative record length", twoFields({.header = 109, .length = 0xFFFF}), kOk, 1, 2,
             "READ: Invalid record length");
         row("count times length", twoFields({.count = 0x7FFFFFFF, .length = 2}), kOverflow);
-        row("adding the header", twoFields({.count = 0x7FFFFFF0, .header = 100, .length = 1}),
-            kOverflow);
         // Records are read at the header length, record-length bytes, whatever lies there.
         row("record shorter than its fields", twoFields({.header = 100, .length = 8}), kOk, 1, 2,
             kOk, kBeyond);
@@ -251,65 +240,6 @@ private slots:
         QCOMPARE(reader.GetFieldDate(asked, day), outcome[4] == kOk);
         QCOMPARE(day.has_value(), expected.type() == Variant::Type::Date);
         QVERIFY(!day || *day == expected.dateValue().date());
-    }
-
-    // The memo style comes from the memo file's version byte (3: text ended by 0x1A 0x1A,
-    // 0: dBase IV blocks with a signature and a length), never from the table's.
-    void memos_data()
-    {
-        QTest::addColumn<QByteArray>("memo"); // empty: no memo file
-        QTest::addColumn<QByteArray>("pointer");
-        QTest::addColumn<QString>("message");
-        QTest::addColumn<QString>("text");
-        DbtWriter numbered(3); // blocks 1 to 5 hold "1" to "5", 6 blocks in all
-        for (const char* text : {"1", "2", "3", "4", "5"})
-            numbered.addMemo(text);
-        DbtWriter headed(0), counted(0), split(3);
-        headed.addMemo("he\x1A\x1Allo"); // 2 blocks of 512
-        const QByteArray h = headed.bytes();
-        // Writers that count the header in the stored length give 8 bytes more as text.
-        counted.addMemoWithLength("hello", 0xD);
-        // The pair is looked for inside each 512-byte chunk only.
-        split.rawBytes() += QByteArray(511, 'a') + "\x1A\x1Atail\x1A\x1A";
-        const auto at = [&](const char* name, const QByteArray& stored, const QString& message,
-                            const QString& text = "", const QByteArray& memo = {}) {
-            QTest::newRow(name) << (memo.isNull() ? numbered.bytes() : memo) << stored << message
-                                << text;
-        };
-        at("pointer half to even, up", "3.5", kOk, "4");
-        at("dBase IV, 0x1A pair is text", pointer(1), kOk, "he\x1A\x1Allo", h);
-        at("dBase IV length with the header", pointer(1), kOk, "hello" + QString(8, QChar(0)),
-           counted.bytes());
-        at("0x1A pair split by a chunk", pointer(1), kOk, QString(511, 'a') + "\x1A\x1Atail",
-           split.bytes());
-        at("no memo file", pointer(1), "DBT File Not Found", "", "");
-        at("memo version 4", pointer(1), "Unsupported XBASE DBT version", "",
-           numbered.bytes().replace(16, 1, "\x04"));
-        at("offset of 2^31", pointer(4194304), "READ DBT: Overflow");
-        at("negative block", "-1", "READ DBT: Invalid file position");
-        at("beyond every whole number", "1E300", "GETFIELD: Overflow");
-        at("length one past the file", pointer(1), kDbtEof, "",
-           QByteArray(h).replace(516, 2, "\xF9\x01"));
-        at("no block size word", pointer(0), kDbtEof, "", h.left(21));
-    }
-
-    void memos()
-    {
-        QFETCH(QByteArray, memo);
-        QFETCH(QByteArray, pointer);
-        QFETCH(QString, message);
-        QFETCH(QString, text);
-        QFile::remove(m_folder.filePath("T.DBT"));
-        QVERIFY(memo.isEmpty() || test::writeFile(m_folder.filePath("T.DBT"), memo));
-        clsXBASE reader;
-        QVERIFY(reader.OpenFile(table(DbfWriter({{"NAME", 'C', 6}, {"NOTES", 'M', 10}}, 0x83)
-                                          .addRecord({"first", pointer}))));
-        QVERIFY(reader.ReadRecord(1));
-        Variant value(true);
-        QCOMPARE(reader.GetFieldData("NOTES", value), message == kOk);
-        QCOMPARE(reader.ErrorMessage(), message);
-        QCOMPARE(describeVariant(value), describeVariant(text));
-        QVERIFY(reader.GetFieldData("NAME", value)); // the table stays usable
     }
 
     void realTables_data()
