@@ -11,8 +11,6 @@
 #include <QDirIterator>
 #include <QRegularExpression>
 #include <QTest>
-#include <sys/stat.h>
-#include <unistd.h>
 
 using namespace tarnaxe;
 using namespace tarnaxe::emswriter;
@@ -23,7 +21,6 @@ namespace {
 
 const QString kOk = QStringLiteral("OK");
 const QString kEof = QStringLiteral("READ: Unexpected end of file");
-const QString kDbtEof = QStringLiteral("READ DBT: Unexpected end of file");
 const QString kOverflow = QStringLiteral("READ: Overflow");
 const QString kBeyond = QStringLiteral("GETFIELD: Field beyond end of record");
 const QString kHeader = QStringLiteral("Invalid XBASE File Header");
@@ -33,24 +30,17 @@ const QString kBadName = QStringLiteral("Invalid Field Name");
 const QString kBadType = QStringLiteral("Invalid Field Type");
 const QString kNoSignature = QStringLiteral("Invalid memo field signature");
 
-QByteArray pointer(int block)
-{
-    return QByteArray::number(block).rightJustified(10, ' ');
-}
-
 // A table of two 5-byte fields A and B, one record of 11 bytes at 97, its header bent.
 struct Bend {
     int version = 0x03;
     qint64 count = -1, header = -1, length = -1; // -1: as written
     int size = 0; // 0x1A bytes added or, below 0, bytes cut from the end
-    bool terminator = true;
 };
 QByteArray twoFields(const Bend& b)
 {
     DbfWriter table({{"A", 'C', 5}, {"B", 'C', 5}}, quint8(b.version));
     table.addRecord({"aaaaa", "bbbbb"});
     table.endOfFileMark = false;
-    table.terminator = b.terminator;
     table.recordCountOverride = b.count;
     table.headerLengthOverride = b.header;
     table.recordLengthOverride = b.length;
@@ -148,79 +138,83 @@ private slots:
         QCOMPARE(tables, listed);
     }
 
-    // How a table opens, and what record 1 and its field B (bytes 7 to 11) give.
+    // How a table opens, and what record 1 and its field B (bytes 7 to 11) give: one row for
+    // each refusal and each boundary of the header.
     void opening_data()
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QStringList>("outcome"); // open, record count, fields, read, field B
+        QTest::addColumn<QString>("asked");
+        QTest::addColumn<Variant>("expected"); // empty: the stored bytes of B
         const auto row = [](const char* name, const QByteArray& bytes, const QString& open,
                             int records = 0, int fields = 0, const QString& read = kOk,
                             const QString& fieldB = kOk) {
             QTest::newRow(name) << bytes
                                 << QStringList{open, QString::number(records),
-                                               QString::number(fields), read, fieldB};
+                                               QString::number(fields), read, fieldB}
+                                << "B" << Variant();
         };
-        row("version 0x03", twoFields({}), kOk, 1, 2);
-        row("version 0x04", twoFields({.version = 0x04}), kOk, 1, 2);
-        row("version 0x8B", twoFields({.version = 0x8B}), kOk, 1, 2);
-        row("version 0x02", twoFields({.version = 0x02}), kFormat);
-        row("version 0x05", twoFields({.version = 0x05}), kFormat);
         row("version 0x30", twoFields({.version = 0x30}), kFormat);
-        row("no records", DbfWriter({{"A", 'C', 5}}).bytes(), kHeader);
-        row("header length 0", twoFields({.header = 0}), kHeader);
         row("record length 0", twoFields({.length = 0}), kHeader);
         row("end-of-file mark", twoFields({.size = 1}), kOk, 1, 2);
         row("two bytes more", twoFields({.size = 2}), kLength);
         row("one byte short", twoFields({.size = -1}), kOk, 1, 2, kEof, "");
-        row("two bytes short", twoFields({.size = -2}), kLength);
         row("shorter than a header", twoFields({.size = -77}), kEof);
-        // Without the 0x0D the record is read as a descriptor, and the file ends inside it.
-        row("no 0x0D", twoFields({.header = 96, .terminator = false}), kEof);
         row("descriptor cut by the end",
             twoFields({.count = 1, .header = 51, .length = 1, .size = -56}), kEof);
         row("negative record count", twoFields({.count = 0xFFFFFFFF, .header = 119}), kOk, -1, 2,
             "Invalid Record Number");
-        row("negative header length", twoFields({.header = 0xFF9C, .length = 208}), kOk, 1, 2,
-            "READ: Invalid file position");
         row("negative record length", twoFields({.header = 109, .length = 0xFFFF}), kOk, 1, 2,
             "READ: Invalid record length");
         row("count times length", twoFields({.count = 0x7FFFFFFF, .length = 2}), kOverflow);
-        row("negative product", twoFields({.count = 0x80000000, .length = 2}), kOverflow);
-        row("adding the header", twoFields({.count = 0x7FFFFFF0, .header = 100, .length = 1}),
-            kOverflow);
         // Records are read at the header length, record-length bytes, whatever lies there.
         row("record shorter than its fields", twoFields({.header = 100, .length = 8}), kOk, 1, 2,
             kOk, kBeyond);
-        row("record one byte short", twoFields({.header = 98, .length = 10}), kOk, 1, 2, kOk,
-            kBeyond);
-        row("record longer than its fields", twoFields({.header = 88, .length = 20}), kOk, 1, 2);
-        row("a byte after the 0x0D", twoFields({.header = 98}).insert(97, '\0'), kOk, 1, 2);
         // A name that starts with 0x0D ends the list: later fields are not known.
         row("0x0D starts a name", DbfWriter({{"A", 'C', 5}, {"\rB", 'C', 5}}).addRecord({}).bytes(),
             kOk, 1, 1, kOk, kBadName);
-        // At most 32767 fields, and the position after the last one fits in 16 bits.
-        for (const int more : {0, 1}) {
-            DbfWriter wide(QList<DbfField>{{"A", 'C', 5}, {"B", 'C', 5}} +
-                           QList<DbfField>(32765 + more, DbfField{"F", 'C', 0}));
-            wide.addRecord({}).endOfFileMark = false;
-            // The header length cannot say 1 MB: the record count makes up the size.
-            const qint64 count = 32 + 32 * (32767 + more) + 11;
-            wide.headerLengthOverride = wide.recordLengthOverride = 1;
-            wide.recordCountOverride = count;
-            row(more ? "32768 fields" : "32767 fields", wide.bytes(), more ? kOverflow : kOk,
-                more ? 0 : count, more ? 0 : 32767, kOk, kBeyond);
-            QList<DbfField> fields{{"A", 'C', 5}, {"B", 'C', 5}};
-            fields += QList<DbfField>(128, DbfField{"WIDE", 'C', 255});
-            row(more ? "ends at 32768" : "ends at 32767",
-                DbfWriter(fields << DbfField{"LAST", 'C', 115 + more}).addRecord({}).bytes(),
-                more ? kOverflow : kOk, !more, more ? 0 : 131);
-        }
+        // A field between two others, found by its stored 11 bytes (padding included) against
+        // the name asked in upper case, and converted by its type; the empty text when refused.
+        const auto fieldRow = [](const char* tag, const QByteArray& name, const QByteArray& field,
+                                 const QString& asked, const Variant& expected,
+                                 const QString& message = kOk) {
+            DbfWriter writer(
+                {{"OTHER", 'C', 2}, {name, field.at(0), field.at(1) - '0'}, {"AFTER", 'C', 3}});
+            QTest::newRow(tag) << writer.addRecord({"zz", field.mid(2), ">>>"}).bytes()
+                               << QStringList{kOk, "1", "3", kOk, message} << asked << expected;
+        };
+        const auto value = [&](const char* tag, const QByteArray& field, const Variant& expected) {
+            fieldRow(tag, "VALUE", field, "value", expected);
+        };
+        const auto name = [&](const char* tag, const QByteArray& stored, const QString& asked,
+                              bool found) {
+            fieldRow(tag, stored, "C5abc", asked, found ? "abc  " : "", found ? kOk : kBadName);
+        };
+        name("bytes after the NUL", QByteArray("NAME\0XYZ", 8), "NAME", false);
+        name("11 letters, asked longer", "ABCDEFGHIJK", "abcdefghijkL", true);
+        name("Windows-1252", "\xC9TAT", QStringLiteral("état"), true);
+        name("outside Windows-1252", "?", QStringLiteral("\u0101"), false);
+        fieldRow("the first of two", "OTHER", "C5abc", "other", "zz");
+        value("C padded, untrimmed", "C6AB", "AB    ");
+        value("c lower-case type", "c5\x80\xE9\x93x\x94", "€é“x”");
+        value("N untrimmed", "N8   12.50", "   12.50");
+        value("d lower-case type", "d819991231", dateOf(1999, 12, 31));
+        for (const char* none : {"19000229", "        "})
+            value(none, QByteArray("D") + char('0' + strlen(none)) + none, none);
+        for (const char* letter : {"Y", "y", "T", "t", "l", "N", "n", "F", "f", "?", " "})
+            value(
+                letter, QByteArray(*letter == 'l' ? "l1T" : "L1") + (*letter == 'l' ? "" : letter),
+                QByteArray("?  ").contains(letter) ? Variant(letter)
+                                                   : Variant(QByteArray("lYyTt").contains(letter)));
+        fieldRow("F", "VALUE", "F412.5", "VALUE", "", kBadType);
     }
 
     void opening()
     {
         QFETCH(QByteArray, bytes);
         QFETCH(QStringList, outcome);
+        QFETCH(QString, asked);
+        QFETCH(Variant, expected);
         clsXBASE reader;
         QCOMPARE(reader.OpenFile(m_folder.write("T.DBF", bytes)), outcome[0] == kOk);
         QCOMPARE(reader.ErrorMessage(), outcome[0]);
@@ -236,369 +230,16 @@ private slots:
         const qsizetype start = reader.headerLength();
         QCOMPARE(reader.recordBuffer(), bytes.mid(start, reader.recordLength()));
         Variant value(true);
-        QCOMPARE(reader.GetFieldData("B", value), outcome[4] == kOk);
+        QCOMPARE(reader.GetFieldData(asked, value), outcome[4] == kOk);
         QCOMPARE(reader.ErrorMessage(), outcome[4]);
-        QCOMPARE(value.toText().toLatin1(), outcome[4] == kOk ? bytes.mid(start + 6, 5) : "");
-    }
-
-    void records()
-    {
-        DbfWriter writer({{"RO_NO", 'C', 4}, {"TOTAL", 'N', 7, 2}});
-        writer.addRecord({"1001", "  12.50"}).addRecord({"1002", "   9.99"}, true);
-        const QString path = table(writer.addRecord({"1003", "1000.00"}));
-        clsXBASE reader;
-        Variant value(true);
-        QCOMPARE(reader.ErrorMessage(), kOk);
-        QVERIFY(!reader.ReadRecord(1));
-        QCOMPARE(reader.ErrorMessage(), "File Not Open");
-        QVERIFY(!reader.GetFieldData("RO_NO", value));
-        QCOMPARE(describeVariant(value), describeVariant(QString()));
-        QVERIFY(reader.OpenFile(path));
-        QVERIFY(!reader.GetFieldData("RO_NO", value));
-        QCOMPARE(reader.ErrorMessage(), "No Active Record");
-        // In any order; a deleted record reads like any other.
-        for (const int n : {3, 1, 2}) {
-            QVERIFY(reader.ReadRecord(n));
-            QCOMPARE(reader.currentRecordDeleted(), n == 2);
-            QVERIFY(reader.GetFieldData("ro_no", value));
-            QCOMPARE(value.toText(), QString::number(1000 + n));
-        }
-        // Numbers outside the table, and a table that shrank, leave record 2 current.
-        for (const qint32 n : {0, -1, 4, INT32_MIN, INT32_MAX}) {
-            QVERIFY(!reader.ReadRecord(n));
-            QCOMPARE(reader.ErrorMessage(), "Invalid Record Number");
-        }
-        QVERIFY(QFile::resize(path, reader.headerLength() + 2 * reader.recordLength()));
-        QVERIFY(!reader.ReadRecord(3));
-        QCOMPARE(reader.ErrorMessage(), kEof);
-        QCOMPARE(reader.currentRecord(), 2);
-        QVERIFY(reader.GetFieldData("TOTAL", value));
-        QCOMPARE(value.toText(), "   9.99");
-        // A new open forgets the record, a failed one closes the table.
-        QVERIFY(reader.OpenFile(table(writer)));
-        QCOMPARE(reader.currentRecord(), 0);
-        writer.version = 0x30;
-        QVERIFY(!reader.OpenFile(table(writer)));
-        QVERIFY(!reader.IsOpen() && reader.fields().isEmpty() && reader.RecordCount() == 0);
-        QVERIFY(!reader.GetFieldData("RO_NO", value));
-        QVERIFY(reader.CloseFile());
-        QCOMPARE(reader.ErrorMessage(), "File Not Open");
-    }
-
-    // A table or memo file that is no regular file, or cannot be read.
-    void missingFiles_data()
-    {
-        QTest::addColumn<bool>("memo");
-        QTest::addColumn<int>("kind");
-        const char* kinds[] = {"none",          "empty",      "folder",     "link to /dev/zero",
-                               "dangling link", "named pipe", "unreadable", "empty name"};
-        for (int kind = 0; kind < 8; ++kind) {
-            QTest::addRow("table: %s", kinds[kind]) << false << kind;
-            if (kind < 7)
-                QTest::addRow("memo file: %s", kinds[kind]) << true << kind;
-        }
-    }
-
-    void missingFiles()
-    {
-        QFETCH(bool, memo);
-        QFETCH(int, kind);
-        if (kind == 6 && ::geteuid() == 0)
-            QSKIP("root reads files whatever their permissions");
-        test::TableFolder folder;
-        const QByteArray bytes = DbfWriter({{"NOTES", 'M', 10}}).addRecord({pointer(1)}).bytes();
-        const QString tablePath = kind == 7 ? QString() : folder.filePath("M.DBF");
-        const QString path = folder.filePath(memo ? "M.DBT" : "M.DBF");
-        QVERIFY(!memo || !folder.write("M.DBF", bytes).isEmpty());
-        QVERIFY(kind == 0 || kind == 7 || (kind == 1 && QFile(path).open(QIODevice::WriteOnly)) ||
-                (kind == 2 && QDir().mkpath(path)) ||
-                (kind == 3 && QFile::link("/dev/zero", path)) ||
-                (kind == 4 && QFile::link(path + "-gone", path)) ||
-                (kind == 5 && ::mkfifo(qPrintable(path), 0600) == 0) ||
-                (kind == 6 && test::writeFile(path, bytes) &&
-                 QFile::setPermissions(path, QFileDevice::WriteOwner)));
-
-        clsXBASE reader;
-        Variant value;
-        QCOMPARE(reader.OpenFile(tablePath), memo);
-        QVERIFY(!memo || (reader.ReadRecord(1) && !reader.GetFieldData("NOTES", value)));
-        const QString prefix = memo ? "OPEN DBT: " : "OPEN: ";
-        if (kind == 6)
-            QVERIFY2(reader.ErrorMessage().startsWith(prefix) &&
-                         reader.ErrorMessage().size() > prefix.size(),
-                     qPrintable(reader.ErrorMessage()));
-        else
-            QCOMPARE(reader.ErrorMessage(), memo ? "DBT File Not Found" : "File Not Found");
-        QCOMPARE(clsXBASE::FileExist(tablePath), memo || kind == 6);
-    }
-
-    // The stored 11 bytes, padding included, against the name asked in upper case.
-    void fieldNames_data()
-    {
-        QTest::addColumn<QByteArray>("stored");
-        QTest::addColumn<QString>("asked");
-        QTest::addColumn<QString>("value"); // empty: not found
-        const QString abc = QStringLiteral("abc  ");
-        QTest::newRow("asked in lower case") << QByteArray("EST_SYSTEM") << "est_system" << abc;
-        QTest::newRow("asked in mixed case") << QByteArray("EST_SYSTEM") << "Est_System" << abc;
-        QTest::newRow("stored in lower case") << QByteArray("est_system") << "est_system"
-                                              << "";
-        QTest::newRow("bytes after the NUL") << QByteArray("NAME\0XYZ", 8) << "NAME"
-                                             << "";
-        QTest::newRow("blank after the name") << QByteArray("NAME ") << "NAME"
-                                              << "";
-        QTest::newRow("asked with a blank") << QByteArray("NAME") << "NAME "
-                                            << "";
-        QTest::newRow("a prefix") << QByteArray("EST_SYSTEM") << "EST"
-                                  << "";
-        QTest::newRow("longer than stored") << QByteArray("EST_SYSTEM") << "EST_SYSTEMS"
-                                            << "";
-        QTest::newRow("11 letters, asked longer")
-            << QByteArray("ABCDEFGHIJK") << "abcdefghijkL" << abc;
-        QTest::newRow("empty name") << QByteArray() << "" << abc;
-        QTest::newRow("Windows-1252") << QByteArray("\xC9TAT") << QStringLiteral("état") << abc;
-        QTest::newRow("capital outside Windows-1252") << QByteArray("\xB5M") << "µm" << abc;
-        QTest::newRow("outside Windows-1252") << QByteArray("?") << QStringLiteral("\u0101") << "";
-        QTest::newRow("the first of two") << QByteArray("OTHER") << "other"
-                                          << "zz";
-    }
-
-    void fieldNames()
-    {
-        QFETCH(QByteArray, stored);
-        QFETCH(QString, asked);
-        QFETCH(QString, value);
-        clsXBASE reader;
-        DbfWriter writer({{"OTHER", 'C', 2}, {stored, 'C', 5}});
-        QVERIFY(reader.OpenFile(table(writer.addRecord({"zz", "abc"}))) && reader.ReadRecord(1));
-        Variant found(true);
-        QCOMPARE(reader.GetFieldData(asked, found), !value.isEmpty());
-        QCOMPARE(reader.ErrorMessage(), value.isEmpty() ? kBadName : kOk);
-        QCOMPARE(describeVariant(found), describeVariant(value));
-    }
-
-    void conversions_data()
-    {
-        QTest::addColumn<QByteArray>("field"); // type, length, stored bytes
-        QTest::addColumn<Variant>("expected"); // the empty text when refused
-        const auto row = [](const char* name, const QByteArray& field, const Variant& expected) {
-            QTest::newRow(name) << field << expected;
-        };
-        const auto text = [](const QByteArray& bytes) {
-            return Variant(fromWindows1252(bytes));
-        };
-        row("C padded, untrimmed", "C6AB", "AB    ");
-        row("c lower-case type", "c2AB", "AB");
-        row("C Windows-1252", "C5\x80\xE9\x93x\x94", "€é“x”");
-        row("C NUL kept", QByteArray("C3A\0B", 5), text(QByteArray("A\0B", 3)));
-        row("C zero length", "C0", "");
-        row("N untrimmed", "N8   12.50", "   12.50");
-        row("D date", "D820070315", dateOf(2007, 3, 15));
-        row("d lower-case type", "d819991231", dateOf(1999, 12, 31));
-        row("D leap day", "D820000229", dateOf(2000, 2, 29));
-        row("D year one", "D800010101", dateOf(1, 1, 1));
-        for (const char* none : {"19000229", "20070230", "20071301", "00000000", "        ",
-                                 "2007 3 5", "NotAYear", "200703"})
-            row(none, QByteArray("D") + char('0' + strlen(none)) + none, none);
-        row("D NUL bytes", QByteArray("D8") + QByteArray(8, '\0'), text(QByteArray(8, '\0')));
-        for (const char* letter : {"Y", "y", "T", "t", "l", "N", "n", "F", "f"})
-            row(letter, QByteArray(*letter == 'l' ? "l1T" : "L1") + (*letter == 'l' ? "" : letter),
-                *letter == 'l' || QByteArray("YyTt").contains(letter));
-        row("L question mark", "L1?", "?");
-        row("L blank", "L1 ", " ");
-        row("L two letters", "L2TT", "TT");
-        for (const char* type : {"F", "B", "@", "\0"})
-            row(type, QByteArray(type, 1) + "412.5", "");
-    }
-
-    void conversions()
-    {
-        QFETCH(QByteArray, field);
-        QFETCH(Variant, expected);
-        const int length = field.at(1) - '0';
-        const bool known = QByteArray("CcNDdLl").contains(field.at(0));
-        DbfWriter writer({{"BEFORE", 'C', 3}, {"VALUE", field.at(0), length}, {"AFTER", 'C', 3}});
-        clsXBASE reader;
-        QVERIFY(reader.OpenFile(table(writer.addRecord({"<<<", field.mid(2), ">>>"}))));
-        QVERIFY(reader.ReadRecord(1));
-        Variant value(true);
-        QCOMPARE(reader.GetFieldData("VALUE", value), known);
-        QCOMPARE(reader.ErrorMessage(), known ? kOk : kBadType);
+        if (expected.type() == Variant::Type::Empty)
+            expected = fromWindows1252(outcome[4] == kOk ? bytes.mid(start + 6, 5) : "");
         QCOMPARE(describeVariant(value), describeVariant(expected));
         // The day alone, for lists of estimates, agrees with the full conversion.
         std::optional<QDate> day(QDate(2000, 1, 1));
-        QCOMPARE(reader.GetFieldDate("VALUE", day), known);
+        QCOMPARE(reader.GetFieldDate(asked, day), outcome[4] == kOk);
         QCOMPARE(day.has_value(), expected.type() == Variant::Type::Date);
         QVERIFY(!day || *day == expected.dateValue().date());
-        QVERIFY(reader.GetFieldData("AFTER", value));
-        QCOMPARE(value.toText(), ">>>");
-    }
-
-    // The memo style comes from the memo file's version byte (3: text ended by 0x1A 0x1A,
-    // 0: dBase IV blocks with a signature and a length), never from the table's.
-    void memos_data()
-    {
-        QTest::addColumn<int>("tableVersion");
-        QTest::addColumn<QByteArray>("memo"); // empty: no memo file
-        QTest::addColumn<QByteArray>("pointer");
-        QTest::addColumn<QString>("message");
-        QTest::addColumn<QString>("text");
-        const auto around = [](const char* name, int version, int blockSize,
-                               const QByteArray& stored, int tableVersion = 0x83) {
-            DbtWriter memo(version, blockSize);
-            memo.addMemo("a memo before");
-            const int block = memo.addMemo(stored);
-            memo.addMemo("a memo after");
-            QTest::newRow(name) << tableVersion << memo.bytes() << pointer(block) << kOk
-                                << fromWindows1252(stored);
-        };
-        around("short", 3, 512, "Left front door");
-        around("empty", 3, 512, "");
-        around("fills its block", 3, 512, QByteArray(510, 'a'));
-        around("over several blocks", 3, 512, QByteArray(1500, 'b') + "end");
-        around("single 0x1A kept", 3, 512,
-               "a\x1A"
-               "b");
-        around("Windows-1252", 3, 512, "caf\xE9 \x93q\x94");
-        around("old memo beside a dBase IV table", 3, 512, "memo", 0x8B);
-        around("dBase IV, 64-byte blocks", 0, 64, QByteArray(300, 'q'));
-        around("dBase IV, 1024-byte blocks", 0, 1024, QByteArray(1500, 'r'));
-        around("dBase IV, 0x1A pair is text", 0, 512,
-               "a\x1A\x1A"
-               "b");
-        around("dBase IV beside a table without memo flag", 0, 512, "memo", 0x03);
-        const auto raw = [](const char* name, int version, const QByteArray& bytes,
-                            const QString& text, int tableVersion = 0x83) {
-            DbtWriter memo(version);
-            memo.rawBytes() += bytes;
-            QTest::newRow(name) << tableVersion << memo.bytes() << pointer(1) << kOk << text;
-        };
-        // The pair is looked for inside each 512-byte chunk only; without one, the text
-        // runs to the end of the file.
-        raw("0x1A pair split by a chunk", 3,
-            QByteArray(511, 'a') + "\x1A\x1A"
-                                   "tail\x1A\x1A",
-            QString(511, 'a') + "\x1A\x1A"
-                                "tail");
-        raw("no end mark", 3, QByteArray(700, 'x') + "\x1A", QString(700, 'x') + "\x1A");
-        // The word at 20 is the block size of version 0 only; 0 there means 512.
-        raw("old memo with a block size word", 3, "hello\x1A\x1A", "hello");
-        QTest::newRow("block size word 0")
-            << 0x8B
-            << DbtWriter(0, 512).bytes().replace(20, 2, QByteArray(2, '\0')) +
-                   QByteArray::fromHex("ffff080005000000") + "hello"
-            << pointer(1) << kOk << "hello";
-        // The stored length is taken as the text's; writers that count the header get 8 more.
-        for (const qint64 length : {0x5LL, 0xDLL, 0x4LL, 0x0LL, 0xFFFFFFFFLL}) {
-            DbtWriter memo(0);
-            const int block = memo.addMemoWithLength("hello", length);
-            QTest::addRow("dBase IV length %lld", length)
-                << 0x8B << memo.bytes() << pointer(block) << kOk
-                << (QStringLiteral("hello") + QString(8, QChar(0)))
-                       .left(qBound(0, qint32(length), 13));
-        }
-
-        DbtWriter numbered(3); // blocks 1 to 5 hold "1" to "5", 6 blocks in all
-        for (const char* text : {"1", "2", "3", "4", "5"})
-            numbered.addMemo(text);
-        DbtWriter headed(0);
-        headed.addMemo("hello"); // 2 blocks of 512
-        const QByteArray h = headed.bytes();
-        const auto at = [&](const char* name, const QByteArray& stored, const QString& message,
-                            const QString& text = "", const QByteArray& memo = {}) {
-            QTest::newRow(name) << 0x83 << (memo.isNull() ? numbered.bytes() : memo) << stored
-                                << message << text;
-        };
-        at("pointer blank-padded", "         2", kOk, "2");
-        at("pointer zero-padded", "0000000002", kOk, "2");
-        at("pointer left-aligned", "3", kOk, "3");
-        at("pointer half to even, down", "2.5", kOk, "2");
-        at("pointer half to even, up", "3.5", kOk, "4");
-        at("pointer with exponent", "5E0", kOk, "5");
-        at("pointer not a number", "2x", kOk);
-        at("blank pointer, no memo file", "          ", kOk, "", "");
-        at("NUL pointer, no memo file", QByteArray(10, '\0'), kOk, "", "");
-        at("no memo file", pointer(1), "DBT File Not Found", "", "");
-        for (const int version : {1, 2, 4, 0x83, 0x8B, 0xFF}) {
-            QTest::addRow("memo version %d", version)
-                << 0x83 << numbered.bytes().replace(16, 1, QByteArray(1, char(version)))
-                << pointer(1) << "Unsupported XBASE DBT version"
-                << "";
-        }
-        at("block at the end", pointer(6), "Inconsistent DBF File Size");
-        at("block far beyond the end", pointer(4194303), "Inconsistent DBF File Size");
-        at("block of 2^31", "2147483648", "READ DBT: Overflow");
-        at("offset of 2^31", pointer(4194304), "READ DBT: Overflow");
-        at("block below -2^31", "-2147483649", "READ DBT: Overflow");
-        at("negative block", "-1", "READ DBT: Invalid file position");
-        at("beyond every whole number", "1E300", "GETFIELD: Overflow");
-        at("no version byte", pointer(1), kDbtEof, "", numbered.bytes().left(16));
-        at("signature FF FF 09 00", pointer(1), kNoSignature, "",
-           QByteArray(h).replace(514, 1, "\x09"));
-        at("header read as a memo block", pointer(0), kNoSignature, "", h);
-        at("length one past the file", pointer(1), kDbtEof, "",
-           QByteArray(h).replace(516, 2, "\xF9\x01"));
-        at("length 2^31-1", pointer(1), kDbtEof, "",
-           QByteArray(h).replace(516, 4, "\xFF\xFF\xFF\x7F"));
-        at("block header cut short", pointer(1), kDbtEof, "", h.left(517));
-        at("no block size word", pointer(0), kDbtEof, "", h.left(21));
-    }
-
-    void memos()
-    {
-        QFETCH(int, tableVersion);
-        QFETCH(QByteArray, memo);
-        QFETCH(QByteArray, pointer);
-        QFETCH(QString, message);
-        QFETCH(QString, text);
-        QFile::remove(m_folder.filePath("T.DBT"));
-        QVERIFY(memo.isEmpty() || test::writeFile(m_folder.filePath("T.DBT"), memo));
-        DbfWriter writer({{"NAME", 'C', 6}, {"NOTES", 'M', 10}}, quint8(tableVersion));
-        clsXBASE reader;
-        QVERIFY(reader.OpenFile(table(writer.addRecord({"first", pointer}))));
-        QVERIFY(reader.ReadRecord(1));
-        Variant value(true);
-        QCOMPARE(reader.GetFieldData("NOTES", value), message == kOk);
-        QCOMPARE(reader.ErrorMessage(), message);
-        QCOMPARE(describeVariant(value), describeVariant(text));
-        QVERIFY(reader.GetFieldData("NAME", value)); // the table stays usable
-    }
-
-    void memoFileName_data()
-    {
-        QTest::addColumn<QString>("table");
-        QTest::addColumn<QStringList>("memoFiles"); // each holds a memo naming its file
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("beside the table") << "EST.DBF" << QStringList{"EST.DBT"} << "EST.DBT";
-        QTest::newRow("first dot of the path, in a folder")
-            << "A.B/EST.DBF" << QStringList{"A.B/EST.DBT", "A.DBT"} << "A.DBT";
-        QTest::newRow("no dot") << "EST" << QStringList{"EST.DBT"} << "EST.DBT";
-        QTest::newRow("two dots in the name")
-            << "EST.OLD.DBF" << QStringList{"EST.OLD.DBT", "EST.DBT"} << "EST.DBT";
-        QTest::newRow("found without regard to case")
-            << "QYUZK0PV.veh" << QStringList{"QYUZK0PV.DBT"} << "QYUZK0PV.DBT";
-        QTest::newRow("exact case first")
-            << "est.dbf" << QStringList{"est.dbt", "est.DBT"} << "est.DBT";
-    }
-
-    void memoFileName()
-    {
-        QFETCH(QString, table);
-        QFETCH(QStringList, memoFiles);
-        QFETCH(QString, expected);
-        test::TableFolder folder;
-        for (const QString& name : memoFiles) {
-            DbtWriter memo(3);
-            memo.addMemo(name.toLatin1());
-            QVERIFY(!folder.write(name, memo.bytes()).isEmpty());
-        }
-        DbfWriter writer({{"NOTES", 'M', 10}});
-        clsXBASE reader;
-        QVERIFY(reader.OpenFile(folder.write(table, writer.addRecord({pointer(1)}).bytes())));
-        QCOMPARE(reader.memoFileName(), folder.filePath(expected));
-        Variant value;
-        QVERIFY(reader.ReadRecord(1) && reader.GetFieldData("NOTES", value));
-        QCOMPARE(value.toText(), expected);
     }
 
     void realTables_data()
@@ -612,10 +253,15 @@ private slots:
     {
         QFETCH(Outcome, outcome);
         clsXBASE reader;
+        Variant none(true);
+        QVERIFY(!reader.ReadRecord(1) && !reader.GetFieldData("X", none) && reader.CloseFile());
+        QCOMPARE(reader.ErrorMessage(), "File Not Open");
         QCOMPARE(reader.OpenFile(m_real.filePath(outcome.path)), outcome.open == kOk);
         QCOMPARE(reader.ErrorMessage(), outcome.open);
         QCOMPARE(reader.RecordCount(), outcome.records);
         QCOMPARE(reader.fields().size(), outcome.fields);
+        QCOMPARE(reader.GetFieldData("X", none), false);
+        QCOMPARE(reader.ErrorMessage(), outcome.open == kOk ? "No Active Record" : "File Not Open");
         int deleted = 0;
         QMap<QString, int> answers;
         for (qint32 n = 1; n <= reader.RecordCount(); ++n) {
@@ -631,35 +277,31 @@ private slots:
         }
         QCOMPARE(deleted, outcome.deleted);
         QCOMPARE(answers, outcome.answers);
+        // Past the last record: refused, and the last record stays current.
+        QVERIFY(!reader.ReadRecord(outcome.records + 1) &&
+                reader.currentRecord() == outcome.records);
     }
 
+    // Values from the files of other programs. A memo is given by its length, head and tail:
+    // dBase IV lengths in these files count the 8 header bytes, which our reader takes as
+    // text, so each such memo brings the 8 bytes that follow it in the file.
     void realValues_data()
     {
         QTest::addColumn<QString>("path");
         QTest::addColumn<int>("record");
         QTest::addColumn<QString>("field");
-        QTest::addColumn<Variant>("expected");
+        QTest::addColumn<Variant>("expected"); // a memo's head
+        QTest::addColumn<int>("length");       // 0: not a memo
+        QTest::addColumn<QByteArray>("tail");
         const auto row = [](const char* path, int record, const char* field,
-                            const Variant& expected) {
-            QTest::addRow("%s %d %s", path, record, field) << path << record << field << expected;
+                            const Variant& expected, int length = 0, const QByteArray& tail = {}) {
+            QTest::addRow("%s %d %s", path, record, field)
+                << path << record << field << expected << length << tail;
         };
-        const auto text = [](const QByteArray& bytes) {
-            return Variant(fromWindows1252(bytes));
-        };
+        const QByteArray nuls(8, '\0');
         row("dbfread/people.dbf", 3, "name", "Deleted Guy     ");
-        row("dbfread/invalid_value.dbf", 2, "BIRTHDATE", dateOf(1980, 11, 12));
-        row("dbfdatareader/dbase_03_nullchar.dbf", 3, "OTHERTXT",
-            text(QByteArray(1, '\0') + QByteArray(23, ' ') + "\x1A"));
-        row("dbffile/PYACFL.DBF", 31, "AFHRPW", "  2.92308");
-        row("dbftables-jl/test.dbf", 1, "BOOL", false);
-        row("dbftables-jl/test.dbf", 4, "BOOL", "?");
-        row("dbftables-jl/test.dbf", 5, "BOOL", true);
         row("ems/QYUZK0P.env", 1, "CREATE_DT", dateOf(2017, 6, 19));
-        row("javadbf/a3.dbf", 1, "F",
-            text(QByteArray("\x8C\x8E\x91\x8A\x80\x8B\x85\x8D\x8A\x8E").leftJustified(30, ' ')));
-        row("php-xbase/socios.dbf", 1, "FECSALIDA", text(QByteArray(8, '\0')));
-        row("dbfdatareader/INNAKLKVT20180904.dbf", 3416, "SUMPDV",
-            text(QByteArray("-511.72000000").rightJustified(20, ' ')));
+        row("ems/QYUZK0PV.veh", 1, "V_OPTIONS", "AC;    ", 1553, "eats\x1A\x1A" + nuls);
     }
 
     void realValues()
@@ -668,58 +310,19 @@ private slots:
         QFETCH(int, record);
         QFETCH(QString, field);
         QFETCH(Variant, expected);
-        clsXBASE reader;
-        QVERIFY(reader.OpenFile(m_real.filePath(path)) && reader.ReadRecord(record));
-        Variant value;
-        QVERIFY2(reader.GetFieldData(field, value), qPrintable(reader.ErrorMessage()));
-        QCOMPARE(describeVariant(value), describeVariant(expected));
-    }
-
-    // dBase IV lengths in these files count the 8 header bytes, which our reader takes as
-    // text: each such memo brings the 8 bytes that follow it in the file.
-    void realMemos_data()
-    {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<int>("record");
-        QTest::addColumn<QString>("field");
-        QTest::addColumn<int>("length");
-        QTest::addColumn<QByteArray>("head");
-        QTest::addColumn<QByteArray>("tail");
-        const QByteArray nuls(8, '\0');
-        QTest::newRow("EMS options over four blocks")
-            << "ems/QYUZK0PV.veh" << 1 << "V_OPTIONS" << 1553 << QByteArray("AC;    ")
-            << QByteArray("eats\x1A\x1A") + nuls;
-        QTest::newRow("EMS memo of the end marks only")
-            << "ems/QYUZK0PV.veh" << 1 << "V_MEMO" << 10 << QByteArray("\x1A\x1A") + nuls
-            << QByteArray("\x1A\x1A") + nuls;
-        QTest::newRow("dBase IV memo with stale bytes")
-            << "infused-dbf/dbase_8b.dbf" << 1 << "MEMO" << 20 << QByteArray("First memo\r\n")
-            << QByteArray("\x1F \x1F \x1F \x1F ");
-        QTest::newRow("dBase IV PNG of 188 KB")
-            << "php-xbase/dBaseIV.dbf" << 3 << "IMAGE" << 187819 << QByteArray("\x89PNG\r\n\x1A\n")
-            << QByteArray("IEND\xAE\x42\x60\x82") + nuls;
-        QTest::newRow("old style, code page 866")
-            << "dbfdatareader/INNAKLKVT20180904.dbf" << 3338 << "REASON" << 989
-            << QByteArray("\xC4\xEE\xEA\xF3\xEC\xE5\xED\xF2 ") << QByteArray("\" (26).\r\n");
-    }
-
-    void realMemos()
-    {
-        QFETCH(QString, path);
-        QFETCH(int, record);
-        QFETCH(QString, field);
         QFETCH(int, length);
-        QFETCH(QByteArray, head);
         QFETCH(QByteArray, tail);
         clsXBASE reader;
         QVERIFY(reader.OpenFile(m_real.filePath(path)) && reader.ReadRecord(record));
         Variant value;
         QVERIFY2(reader.GetFieldData(field, value), qPrintable(reader.ErrorMessage()));
+        if (!length)
+            QCOMPARE(describeVariant(value), describeVariant(expected));
         // One character per byte, so the bytes come back whole.
-        const QByteArray bytes = toWindows1252(value.stringValue());
-        QCOMPARE(fromWindows1252(bytes), value.stringValue());
-        QCOMPARE(bytes.size(), length);
-        QVERIFY(bytes.startsWith(head) && bytes.endsWith(tail));
+        const QByteArray bytes = toWindows1252(value.toText());
+        QCOMPARE(fromWindows1252(bytes), value.toText());
+        QVERIFY(!length || (bytes.size() == length && bytes.endsWith(tail) &&
+                            bytes.startsWith(toWindows1252(expected.stringValue()))));
     }
 
     // Each input kept from fuzzing (a table and its memo file, or an EMS set: see

@@ -16,8 +16,16 @@
 
 namespace tarnaxe::test {
 
-// Every text the reader may leave in ErrorMessage when its files can be read at all.
-inline bool isKnownMessage(const QString& message)
+inline bool writeFile(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
+           file.write(bytes) == bytes.size();
+}
+
+// Every message the readers may leave when the files can be read at all; an answer must
+// agree with it (true exactly with "OK"). Empty when both hold.
+inline QString broken(const char* step, bool answer, const QString& message, bool strict = true)
 {
     static const QStringList known =
         QStringLiteral("OK|File Not Found|Unsupported XBASE file format|Invalid XBASE File Header|"
@@ -27,16 +35,13 @@ inline bool isKnownMessage(const QString& message)
                        "Invalid memo field signature|READ: Unexpected end of file|READ: Overflow|"
                        "READ: Invalid file position|READ: Invalid record length|GETFIELD: Overflow|"
                        "GETFIELD: Field beyond end of record|READ DBT: Unexpected end of file|"
-                       "READ DBT: Overflow|READ DBT: Invalid file position")
+                       "READ DBT: Overflow|READ DBT: Invalid file position|No amount in N_TTL_AMT")
             .split(QLatin1Char('|'));
-    return known.contains(message);
-}
-
-inline bool writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
-           file.write(bytes) == bytes.size();
+    if (!known.contains(message))
+        return QStringLiteral("%1: unknown message \"%2\"").arg(QLatin1String(step), message);
+    if (strict && answer != (message == QLatin1String("OK")))
+        return QStringLiteral("%1: answer and message disagree").arg(QLatin1String(step));
+    return {};
 }
 
 // The table reader. The first two bytes give the table's length (little-endian), the rest
@@ -56,50 +61,45 @@ inline QString exerciseTable(const QString& folder, const QByteArray& input, int
         return QStringLiteral("cannot write the files");
 
     clsXBASE reader;
-    const auto broken = [&reader](const char* step, bool answer) -> QString {
-        if (!isKnownMessage(reader.ErrorMessage()))
-            return QStringLiteral("%1: unknown message \"%2\"")
-                .arg(QLatin1String(step), reader.ErrorMessage());
-        if (answer != (reader.ErrorMessage() == QLatin1String("OK")))
-            return QStringLiteral("%1: answer and message disagree").arg(QLatin1String(step));
-        return {};
+    // Every broken promise is noted and the run goes on: the reader must survive it too.
+    QStringList problems;
+    const auto check = [&](const char* step, bool answer) {
+        problems << broken(step, answer, reader.ErrorMessage());
     };
     const bool opened = reader.OpenFile(tablePath);
-    if (QString problem = broken("OpenFile", opened); !problem.isEmpty())
-        return problem;
+    check("OpenFile", opened);
     if (opened != reader.IsOpen() || (!opened && reader.RecordCount() != 0))
-        return QStringLiteral("OpenFile: answer and state disagree");
+        problems << QStringLiteral("OpenFile: answer and state disagree");
     const qint32 count = reader.RecordCount();
     for (const qint32 outside : {0, count == std::numeric_limits<qint32>::max() ? 0 : count + 1}) {
-        if (opened && (reader.ReadRecord(outside) || !isKnownMessage(reader.ErrorMessage())))
-            return QStringLiteral("ReadRecord: a record outside the count");
+        if (opened && reader.ReadRecord(outside))
+            problems << QStringLiteral("ReadRecord: a record outside the count");
+        check("ReadRecord outside", false);
     }
     int widest = 0;
     for (const clsXBASE::Field& field : reader.fields())
         widest = qMax<int>(widest, field.length);
-    for (qint32 n = 1; opened && n <= qMin(reader.RecordCount(), recordLimit); ++n) {
+    for (qint32 n = 1; opened && n <= qMin(count, recordLimit); ++n) {
         const bool read = reader.ReadRecord(n);
-        if (QString problem = broken("ReadRecord", read); !problem.isEmpty())
-            return problem;
+        check("ReadRecord", read);
         if (read ? reader.recordBuffer().size() != reader.recordLength()
                  : reader.currentRecord() == n)
-            return QStringLiteral("ReadRecord: a record of the wrong length, or a failure kept");
+            problems << QStringLiteral(
+                "ReadRecord: a record of the wrong length, or a failure kept");
         for (const clsXBASE::Field& field : reader.fields()) {
             const qsizetype nul = field.name.indexOf('\0');
             Variant value(true);
             const bool got = reader.GetFieldData(
                 fromWindows1252(nul < 0 ? field.name : field.name.left(nul)), value);
-            if (QString problem = broken("GetFieldData", got); !problem.isEmpty())
-                return problem;
-            if (!got && value != Variant(QString()))
-                return QStringLiteral("GetFieldData: a failure left a value");
+            check("GetFieldData", got);
             // A field of the same name may come first, so any field's width is a bound.
-            if (got && value.isString() && value.stringValue().size() > widest &&
-                value.stringValue().size() > memo.size())
-                return QStringLiteral("GetFieldData: a value longer than its source");
+            if ((!got && value != Variant(QString())) ||
+                (got && value.isString() && value.stringValue().size() > qMax(widest, memo.size())))
+                problems << QStringLiteral("GetFieldData: a value not from its source");
         }
     }
-    return {};
+    problems.removeAll(QString());
+    return problems.value(0);
 }
 
 // The EMS set reader. Byte 0 holds flags (bit 0 the letter style, bit 1 lower-case names);
@@ -117,10 +117,9 @@ inline QString exerciseEmsSet(const QString& folder, const QByteArray& input,
     QStringList names =
         (flags & 1) ? QStringList{"F.ENV", "FA.AD1", "FB.AD2", "FV.VEH", "F.TTL", "F.PFT", "FV.DBT"}
                     : QStringList{"F.ENV", "F.AD1", "F.AD2", "F.VEH", "F.TTL", "F.PFT", "F.DBT"};
-    for (QString& name : names)
-        name = (flags & 2) ? name.toLower() : name;
     qint64 envelopeSize = 0;
     for (qsizetype i = 0, at = 1; i < names.size() && at + 2 <= input.size(); ++i) {
+        names[i] = (flags & 2) ? names[i].toLower() : names[i];
         const QByteArray part =
             input.mid(at + 2, qFromLittleEndian<quint16>(input.constData() + at));
         at += 2 + part.size();
@@ -128,59 +127,50 @@ inline QString exerciseEmsSet(const QString& folder, const QByteArray& input,
         if (!part.isEmpty() && !writeFile(dir.filePath(names[i]), part))
             return QStringLiteral("cannot write ") + names[i];
     }
-    const QString envelope = dir.filePath(names[0]);
+    const QString envelope = dir.filePath((flags & 2) ? names[0].toLower() : names[0]);
 
     EmsReader reader;
-    const auto broken = [&reader](const char* step, bool answer, bool strict) -> QString {
-        const QString& error = reader.lastError();
-        if (!isKnownMessage(error) && error != QLatin1String("No amount in N_TTL_AMT"))
-            return QStringLiteral("%1: unknown message \"%2\"").arg(QLatin1String(step), error);
-        if (strict && answer != (error == QLatin1String("OK")))
-            return QStringLiteral("%1: answer and message disagree").arg(QLatin1String(step));
-        return {};
+    QStringList problems;
+    const auto check = [&](const char* step, bool answer, bool strict = true) {
+        problems << broken(step, answer, reader.lastError(), strict);
     };
     EstimateRecord record;
     const bool basic = reader.readBasicInfo(envelope, QDate(1951, 12, 31), record);
     if (basicRead)
         *basicRead = basic;
-    if (QString problem = broken("readBasicInfo", basic, true); !problem.isEmpty())
-        return problem;
+    check("readBasicInfo", basic);
     if (basic != (record.envelopeFile == envelope))
-        return QStringLiteral("readBasicInfo: the record does not follow the answer");
+        problems << QStringLiteral("readBasicInfo: the record does not follow the answer");
     for (const char* name : {"V_VIN", "CLM_NO", "EST_SYSTEM", "CREATE_DT", "V_MEMO", "nope"}) {
         Variant value(true);
         const bool found = reader.readField(envelope, QString::fromLatin1(name), value);
-        if (QString problem = broken("readField", found, true); !problem.isEmpty())
-            return problem;
+        check("readField", found);
         if (!found && value != Variant(QString()))
-            return QStringLiteral("readField: a failure left a value");
+            problems << QStringLiteral("readField: a failure left a value");
     }
     EstimateRecord entry;
     entry.envelopeFile = envelope;
-    const bool envelopeRead = reader.fillEnvelopeInfo(entry);
-    if (QString problem = broken("fillEnvelopeInfo", envelopeRead, true); !problem.isEmpty())
-        return problem;
+    check("fillEnvelopeInfo", reader.fillEnvelopeInfo(entry));
     if (entry.envelopeSize != envelopeSize)
-        return QStringLiteral("fillEnvelopeInfo: wrong envelope size");
+        problems << QStringLiteral("fillEnvelopeInfo: wrong envelope size");
     // A failed preparse may keep an earlier message: only the text is checked.
-    reader.fillPreparseInfo(entry);
-    if (QString problem = broken("fillPreparseInfo", false, false); !problem.isEmpty())
-        return problem;
+    check("fillPreparseInfo", reader.fillPreparseInfo(entry), false);
     if (!entry.parsed)
-        return QStringLiteral("fillPreparseInfo: not marked parsed");
-
+        problems << QStringLiteral("fillPreparseInfo: not marked parsed");
     entry.baseName = record.baseName;
     qint64 total = 0;
     if (collectEstimateFiles(entry) != entry.files.size())
-        return QStringLiteral("collectEstimateFiles: count and list disagree");
+        problems << QStringLiteral("collectEstimateFiles: count and list disagree");
     for (const EstimateMemberFile& file : entry.files) {
         const QFileInfo info(file.path);
         if (info.absolutePath() != dir.absolutePath() || !info.isFile() || info.size() != file.size)
-            return QStringLiteral("collectEstimateFiles: a file not of the set: ") + file.path;
+            problems << QStringLiteral("collectEstimateFiles: a file not of the set: ") + file.path;
         total += file.size;
     }
-    return total == entry.totalSize ? QString()
-                                    : QStringLiteral("collectEstimateFiles: wrong total size");
+    if (total != entry.totalSize)
+        problems << QStringLiteral("collectEstimateFiles: wrong total size");
+    problems.removeAll(QString());
+    return problems.value(0);
 }
 
 } // namespace tarnaxe::test
