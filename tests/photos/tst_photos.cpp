@@ -5,7 +5,6 @@
 #include "photos/ImagePickerForm.h"
 #include "photos/PhotoFolder.h"
 #include "photos/SessionPhotos.h"
-#include "photos/ShrinkImage.h"
 #include "support/FileContents.h"
 #include "support/TestAgent.h"
 #include "support/TestPhotos.h"
@@ -42,17 +41,15 @@ struct Photos : TestAgent {
         settings.load();
         return qobject_cast<ImagePickerForm*>(forms.load("frmImagePicker"));
     }
-    // A photo under the home, its time minutesOld before now (or at the given time).
-    QString photo(const QString& name, int minutesOld, QSize size = {160, 120}, QDateTime at = {})
+    // A photo under the home, taken minutesOld before 14:00 on 2 March 2026.
+    void photo(const QString& name, int minutesOld, QSize size = {160, 120})
     {
         QFile file(home.path() + '/' + name);
+        const QDateTime at = QDateTime(QDate(2026, 3, 2), QTime(14, 0)).addSecs(-60 * minutesOld);
         if (!writeFileContents(file.fileName(), photoJpeg(size, 1, quint32(minutesOld + 1))) ||
             !file.open(QIODevice::Append) ||
-            !file.setFileTime(at.isValid() ? at
-                                           : QDateTime::currentDateTime().addSecs(-60 * minutesOld),
-                              QFileDevice::FileModificationTime))
+            !file.setFileTime(at, QFileDevice::FileModificationTime))
             qFatal("cannot write %s", qPrintable(file.fileName()));
-        return file.fileName();
     }
 
     SessionPhotos intake;
@@ -65,73 +62,60 @@ class TestPhotos : public QObject {
     Q_OBJECT
 
 private slots:
-    // Up to 640 shown pixels wide a photo is copied as it is (EXIF tag and all); wider, it
-    // is written anew, upright, without a tag that a viewer would apply a second time.
-    void shrink_data()
+    // A bad file among good ones is named in its own message and nothing half-written is
+    // left. Up to 640 shown pixels wide a photo is copied as it is (EXIF tag and all); wider,
+    // it is written anew, upright, without a tag that a viewer would apply a second time.
+    void selectFile()
     {
-        QTest::addColumn<QSize>("source");
-        QTest::addColumn<int>("orientation"); // 6: turn 90 degrees clockwise to show
-        QTest::addColumn<QSize>("shown");
-        QTest::newRow("640 wide") << QSize(640, 480) << 1 << QSize(640, 480);
-        QTest::newRow("641 wide") << QSize(641, 481) << 1 << QSize(640, 480);
-        QTest::newRow("1000 x 333") << QSize(1000, 333) << 1 << QSize(640, 213);
-        QTest::newRow("upright 1600") << QSize(1600, 1200) << 6 << QSize(640, 853);
-        QTest::newRow("upright 480") << QSize(640, 480) << 6 << QSize(480, 640);
-    }
-    void shrink()
-    {
-        QFETCH(QSize, source);
-        QFETCH(int, orientation);
-        QFETCH(QSize, shown);
-        QTemporaryDir dir;
-        const QString in = dir.filePath("in.jpg"), out = dir.filePath("out.jpg");
-        QVERIFY(writePhoto(in, source, orientation));
-        QCOMPARE(ShrinkImage(in, out, kPhotoWidthLimit), QString());
-        const bool copied = fileContents(out) == fileContents(in);
-        QCOMPARE(copied, (orientation == 6 ? source.height() : source.width()) <= 640);
-        QImageReader reader(out);
-        QVERIFY(copied || reader.transformation() == QImageIOHandler::TransformationNone);
-        reader.setAutoTransform(true);
-        const QImage image = reader.read();
-        QCOMPARE(image.size(), shown);
-        // The red corner stored top left shows top right when turned.
-        const int right = image.width() - 20, red = orientation == 6 ? right : 20;
-        QVERIFY(qRed(image.pixel(red, 20)) > 200 && qGreen(image.pixel(red, 20)) < 60);
-        QVERIFY(qGreen(image.pixel(right + 20 - red, 20)) > 60);
-    }
-
-    // A bad file among good ones is named in its own message; the good ones are attached
-    // and nothing half-written is left in the session folder.
-    void hostileFiles_data()
-    {
-        QTest::addColumn<QByteArray>("bytes"); // "/": made a folder, "-": not made at all
-        QTest::addColumn<QString>("why");
-        const QByteArray good = photoJpeg(QSize(64, 48));
+        Photos agent;
+        const QString folder = agent.home.path() + "/pick";
+        const QByteArray cut = photoJpeg(QSize(64, 48));
         QByteArray png;
         QBuffer buffer(&png);
         QImage(8, 6, QImage::Format_RGB32).save(&buffer, "PNG");
-        QTest::newRow("truncated") << good.left(good.size() / 2)
-                                   << "the file is incomplete (it ends before its picture does).";
-        QTest::newRow("png") << png << "it is not a JPEG picture but a PNG picture.";
-        QTest::newRow("empty") << QByteArray() << "it is empty.";
-        QTest::newRow("folder") << QByteArray("/") << "it is a folder, not a file.";
-        QTest::newRow("gone") << QByteArray("-") << "the file no longer exists.";
-    }
-    void hostileFiles()
-    {
-        QFETCH(QByteArray, bytes);
-        QFETCH(QString, why);
-        Photos agent;
-        const QString folder = agent.home.path() + "/pick";
-        QVERIFY(bytes == "/" ? QDir().mkpath(folder + "/bad.jpg")
-                             : bytes == "-" || writeFileContents(folder + "/bad.jpg", bytes));
-        QVERIFY(writeFileContents(folder + "/B.JPG", photoJpeg(QSize(600, 400))));
-        agent.ui.fileAnswers << QStringList{folder, "bad.jpg", "B.JPG"}.join(QChar(0));
+        const std::pair<QByteArray, QString> bad[] = {
+            {cut.left(cut.size() / 2), "the file is incomplete (it ends before its picture does)."},
+            {png, "it is not a JPEG picture but a PNG picture."},
+            {{}, "it is empty."},
+            {"-", "the file no longer exists."}}; // "-": not made at all
+        // Size, EXIF orientation (6: turn 90 degrees clockwise to show), size shown.
+        const std::tuple<QSize, int, QSize> photos[] = {{{640, 480}, 1, {640, 480}},
+                                                        {{641, 481}, 1, {640, 480}},
+                                                        {{1000, 333}, 1, {640, 213}},
+                                                        {{1600, 1200}, 6, {640, 853}},
+                                                        {{640, 480}, 6, {480, 640}}};
+        QStringList names{folder}, expected;
+        for (const auto& [bytes, why] : bad) {
+            names << QStringLiteral("bad%1.jpg").arg(names.size());
+            QVERIFY(bytes == "-" || writeFileContents(folder + '/' + names.last(), bytes));
+            expected << "The photo " + folder + '/' + names.last() + " was not attached: " + why;
+        }
+        for (const auto& [size, orientation, shown] : photos) {
+            names << QStringLiteral("%1.JPG").arg(names.size());
+            QVERIFY(writeFileContents(folder + '/' + names.last(), photoJpeg(size, orientation)));
+        }
+        agent.ui.fileAnswers << names.join(QChar(0));
         QVERIFY(agent.io.SelectFile());
-        QCOMPARE(agent.ui.boxes.value(0).text,
-                 "The photo " + folder + "/bad.jpg was not attached: " + why);
-        QCOMPARE(folderEntries(agent.state.SessionPath), QStringList{"Img1.jpg"});
-        QCOMPARE(fileContents(agent.lists.nameOf("Photos", 1)), fileContents(folder + "/B.JPG"));
+        QStringList texts;
+        for (const MessageBoxRequest& box : agent.ui.boxes)
+            texts << box.text;
+        QCOMPARE(texts, expected << "5 files attached.");
+        QCOMPARE(folderEntries(agent.state.SessionPath).size(), 5);
+        for (int n = 1; n <= 5; ++n) {
+            const auto& [size, orientation, shown] = photos[n - 1];
+            const QString in = folder + '/' + names[4 + n], out = agent.lists.nameOf("Photos", n);
+            const bool copied = fileContents(out) == fileContents(in);
+            QCOMPARE(copied, (orientation == 6 ? size.height() : size.width()) <= 640);
+            QImageReader reader(out);
+            QVERIFY(copied || reader.transformation() == QImageIOHandler::TransformationNone);
+            reader.setAutoTransform(true);
+            const QImage image = reader.read();
+            QCOMPARE(image.size(), shown);
+            // The red corner stored top left shows top right when turned.
+            const int right = image.width() - 20, red = orientation == 6 ? right : 20;
+            QVERIFY(qRed(image.pixel(red, 20)) > 200 && qGreen(image.pixel(red, 20)) < 60);
+            QVERIFY(qGreen(image.pixel(right + 20 - red, 20)) > 60);
+        }
     }
 
     // Newest first, or by name; files of 500 bytes or less are no photos; position 2 of 10
@@ -144,7 +128,7 @@ private slots:
             agent.photo(QStringLiteral("photos/p%1.jpg").arg(i), 10 * i);
         agent.photo("photos/UPPER.JPG", 200, QSize(120, 160));
         agent.makeFile("photos/small.jpg", 500);
-        agent.photo("photos/noon.jpg", 0, QSize(8, 8), QDateTime(QDate(2026, 3, 2), QTime(12, 0)));
+        agent.photo("photos/noon.jpg", 120, QSize(8, 8));
         QPointer<ImagePickerForm> form(agent.open("/photos"));
         form->show();
         QCOMPARE(form->RowCount(), 3);
@@ -154,10 +138,10 @@ private slots:
             if (form->cellEntry(i) >= 0 && form->cell(i)->isVisibleTo(form))
                 names << form->entries()[form->cellEntry(i)].FileName;
         QCOMPARE(names,
-                 (QStringList{"p4.jpg", "p5.jpg", "p6.jpg", "p7.jpg", "UPPER.JPG", "noon.jpg"}));
-        QCOMPARE(form->entries()[form->cellEntry(5)].DateCaption, "File Date: 3/2/26 at 12:00pm");
-        QTRY_VERIFY(!form->cell(4)->picture().isNull());
-        QCOMPARE(form->cell(4)->size(), QSize(74, 99));
+                 (QStringList{"p4.jpg", "p5.jpg", "p6.jpg", "p7.jpg", "noon.jpg", "UPPER.JPG"}));
+        QCOMPARE(form->entries()[form->cellEntry(4)].DateCaption, "File Date: 3/2/26 at 12:00pm");
+        QTRY_VERIFY(!form->cell(5)->picture().isNull());
+        QCOMPARE(form->cell(5)->size(), QSize(74, 99));
         QTest::mouseClick(form->findChildren<QRadioButton*>("Option1")[1], Qt::LeftButton);
         QCOMPARE(form->entries()[form->cellEntry(0)].FileName, "noon.jpg");
         QCOMPARE(form->findChild<QLabel*>("lblStatus")->text(), "Displaying: 1-8 of 10 images");
@@ -175,7 +159,7 @@ private slots:
     }
 
     // By VIN: the sub-folder whose name ends in the VIN (here a link to the camera's
-    // folder), the question after half a second, and the VIN captions.
+    // folder), the question (answered Yes) after half a second, and the VIN captions.
     void vinMode()
     {
         Photos agent;
@@ -187,16 +171,11 @@ private slots:
         for (int i = 2; i <= 4; ++i)
             agent.photo(QStringLiteral("camera/side%1.JPG").arg(i), i);
         agent.state.PhotoVINMatch = kVin;
-        agent.ui.boxAnswers << MessageAnswer::No;
-        std::unique_ptr<ImagePickerForm> declined(agent.open("/photos", "2"));
-        QCOMPARE(declined->windowTitle(), "Digital Photos by VIN (" + kVin + ")");
-        QCOMPARE(declined->RowCount(), 2); // 3 / 4 + 1 = 1.75, rounded
-        QTRY_COMPARE(agent.ui.boxes.size(), 1);
-        QCOMPARE(agent.ui.lastText(), "4 photos have been detected for this VIN.  Do you "
-                                      "want to attach ALL of them now?");
-        declined.reset();
-        QPointer<ImagePickerForm> accepted(agent.open("/photos", "2")); // Yes
+        QPointer<ImagePickerForm> accepted(agent.open("/photos", "2"));
+        QCOMPARE(accepted->windowTitle(), "Digital Photos by VIN (" + kVin + ")");
         QTRY_VERIFY(accepted.isNull());
+        QCOMPARE(agent.ui.lastText(), "4 photos have been detected for this VIN.  Do you want to "
+                                      "attach ALL of them now?");
         QCOMPARE(agent.lists.countOf("Photos"), qint16(4));
         QCOMPARE(agent.lists.captionOf("Photos", 1) + agent.lists.captionOf("Photos", 4),
                  "frontside4");

@@ -1,6 +1,6 @@
 // Print capture with the scripted Ui, where the CUPS road (e2e.tst_agentprint) cannot go:
 // several documents, one per poll, oldest first and never overwritten; one still being
-// written, an empty one, a planted link; the watched folder; the size limit.
+// written, an empty one, a planted link; the watched folder.
 
 #include "platform/RegistryFile.h"
 #include "printcapture/PdfCapture.h"
@@ -65,14 +65,6 @@ private slots:
         QCOMPARE(folderEntries(scans), QStringList{"before.PDF"});
         capture.disable();
         QVERIFY(!RegistryFile(registry).value(kRedirectRoot, kRedirectKey, kRedirectValue));
-
-        agent.state.MaxKperPDF = 1; // the limit holds for picked documents too
-        QVERIFY(writeFileContents(session + "/a.pdf", QByteArray(1024, 'x')));
-        QVERIFY(writeFileContents(session + "/b.pdf", QByteArray(1025, 'x')));
-        QVERIFY(capture.acceptDocument(session + "/a.pdf", "Manual Attachment", false));
-        QVERIFY(!capture.acceptDocument(session + "/b.pdf", "Manual Attachment", false));
-        QCOMPARE(agent.ui.lastText(), "The printed document you selected to attach\r\nis larger "
-                                      "than 1K.  This file is too\r\nlarge to be transmitted.");
     }
 };
 
