@@ -1,7 +1,6 @@
 // The settings file, the session folders and the "Setup" dialog's refusals (its good road
 // is in e2e.tst_agentsetup).
 
-#include "config/DirectoryChooserDialog.h"
 #include "config/LocalSettings.h"
 #include "config/LocalSetupForm.h"
 #include "config/PathHelpers.h"
@@ -13,8 +12,6 @@
 #include <QComboBox>
 #include <QLineEdit>
 #include <QTest>
-#include <csignal>
-#include <sys/resource.h>
 
 using namespace tarnaxe;
 using namespace tarnaxe::test;
@@ -48,10 +45,6 @@ private slots:
         const QString defaults = "*not defined|C:\\Tarn\\ImportMIE|0||0|0";
         QTest::newRow("none") << QByteArray() << defaults
                               << QByteArray("EMSEstPlatform6=*not defined");
-        // A missing number takes (and plants) the text of the number read before it.
-        QTest::newRow("shared number")
-            << QByteArray("[LocalSettings]\nImageAcqMethod=2\nImageDirectory=/p\n")
-            << "*not defined|C:\\Tarn\\ImportMIE|2|/p|2|2" << QByteArray("PDFDriver=2\n");
         QTest::newRow("unreadable") << kFolder << defaults << QByteArray();
     }
     void load()
@@ -80,19 +73,11 @@ private slots:
         QCOMPARE(QFileInfo(ini()).fileTime(QFileDevice::FileMetadataChangeTime), changed);
     }
 
-    // A new user starts with a copy of the machine's preset that is theirs to change.
     // A slot counts when it names a platform and its import folder exists; slot 5 has
-    // always been judged by slot 6's name.
-    void presetAndPlatformMask()
+    // always been judged by slot 6's name (unset here).
+    void platformMask()
     {
-        const QString preset = m_home->path() + "/etc/TarnLocal.ini";
-        QVERIFY(writeFileContents(preset, "[LocalSettings]\nEMSEstPlatform1=EMS: CCC\n"));
-        QFile::setPermissions(preset, QFileDevice::ReadOwner | QFileDevice::ReadOther);
-        LocalSettings settings(LocalSettings::userFilePath(preset));
-        QCOMPARE(settings.filePath(), ini());
-        QVERIFY(QFileInfo(ini()).permissions() & QFileDevice::WriteOwner); // root writes anyway
-        settings.load();
-        QCOMPARE(settings.EMSEstPlatform[1], "EMS: CCC");
+        LocalSettings settings(ini());
         const char* names[] = {"",          "EMS: Mitchell", "*not defined", "Xactimate",
                                "Custom #1", "EMS: CCC",      "*not defined"};
         for (int n = 1; n <= 6; ++n) {
@@ -104,15 +89,11 @@ private slots:
         QString mask;
         QCOMPARE(settings.platformMask(mask), 1);
         QCOMPARE(mask, "YNNNN");
-        settings.EMSEstPlatform[6] = "EMS: Audatex";
-        QCOMPARE(settings.platformMask(mask), 2);
-        QCOMPARE(mask, "YNNNY");
     }
 
     // A missing folder is questioned: No keeps the dialog open, unsaved, with the focus on
-    // that field; Yes saves, but a save that cannot be written changes nothing. "Select Path"
-    // offers the mounted drives.
-    void setupRefusalsAndChooser()
+    // that field.
+    void setupRefusesAMissingFolder()
     {
         QVERIFY(writeFileContents(ini(), "[LocalSettings]\nEMSEstPlatform6=Custom #1\n"));
         ScriptedUi ui;
@@ -129,21 +110,6 @@ private slots:
                                 "Path: /no/such/folder\r\n\r\nContinue saving anyway?");
         QCOMPARE(form.focusWidget(), field);
         QCOMPARE(fileContents(ini()), before);
-        // A file that cannot grow: like a full disk, for root too.
-        std::signal(SIGXFSZ, SIG_IGN);
-        rlimit limit{};
-        getrlimit(RLIMIT_FSIZE, &limit);
-        const rlimit small{64, limit.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &small);
-        form.cmdSave_Click(); // Yes, save anyway
-        setrlimit(RLIMIT_FSIZE, &limit);
-        QVERIFY(ui.lastText().startsWith("The settings were not saved: "));
-        QCOMPARE(fileContents(ini()), before);
-        QVERIFY(form.isVisible());
-
-        QCOMPARE(chooserDrives("/home/kim", "/dev/sdb1 /media/kim/USB\\040STICK vfat rw 0 0\n"
-                                            "proc /proc proc rw 0 0\n/dev/sdc1 /mnt/nas cifs rw\n"),
-                 (QStringList{"/", "/home/kim", "/media/kim/USB STICK", "/mnt/nas"}));
     }
 
     // The counter in Master.dat names the folder and is replaced by its successor, 8 by 1;
@@ -167,14 +133,6 @@ private slots:
             QCOMPARE(folderEntries(session), QStringList{"Chunks"});
             QCOMPARE(fileContents(root() + "/Master.dat"), after);
         }
-    }
-
-    void sessionFailures()
-    {
-        QVERIFY(writeFileContents(root(), "")); // a file where the root folder should be
-        QCOMPARE(setUpSession(-1).commandStatus, "Cannot create session path");
-        QVERIFY(QFile::remove(root()) && QDir().mkpath(root() + "/Master.dat"));
-        QCOMPARE(setUpSession(-1).commandStatus, "Cannot create master file");
     }
 
     void cleanUpOldExportsAndHelpers()

@@ -1,6 +1,5 @@
-// Print capture with the scripted Ui, where the CUPS road (e2e.tst_agentprint) cannot go:
-// several documents, one per poll, oldest first and never overwritten; one still being
-// written, an empty one, a planted link; the watched folder.
+// Print capture where the CUPS road (e2e.tst_agentprint) cannot go: several documents, one
+// per poll, oldest first, none overwritten; one still written, an empty one, a link; a folder.
 
 #include "platform/RegistryFile.h"
 #include "printcapture/PdfCapture.h"
