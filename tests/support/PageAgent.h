@@ -9,6 +9,7 @@
 #include "support/BridgeClient.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTimer>
@@ -45,6 +46,13 @@ private:
         return options;
     }
 };
+
+// Saves a picture of widget as test-output/<path>, for a person to look at.
+inline bool saveShot(QWidget* widget, const QString& path)
+{
+    const QString file = QDir::currentPath() + QStringLiteral("/test-output/") + path;
+    return QDir().mkpath(QFileInfo(file).path()) && widget->grab().save(file);
+}
 
 // Looks at the modal dialog on top every 50 ms: answer() may handle it (and returns true
 // when it did); a message box it leaves is recorded in seen and answered OK.
