@@ -1,8 +1,7 @@
 #pragma once
-// For end-to-end tests that need the agent's real dialogs in their own process: the agent
-// that main() runs, wired over a settings file, its host bridge on a free port and a page
-// connected to it; and a clerk who answers the modal dialogs as they come. Header only,
-// for the e2e tests, which link the app's library.
+// For e2e tests that need the agent's real dialogs in their own process: the agent that
+// main() runs, its host bridge on a free port, a page connected to it, and a clerk who
+// answers the modal dialogs. Header only: the e2e tests link the app's library.
 
 #include "Agent.h"
 #include "bridge/HostBridge.h"
@@ -20,7 +19,13 @@ namespace tarnaxe::test {
 class PageAgent {
 public:
     explicit PageAgent(const QString& settingsFile)
-        : agent(settingsFile), bridge(anyPort(), [this] { return agent.newIO(); })
+        : agent(settingsFile), bridge(
+                                   [] {
+                                       HostBridgeOptions any;
+                                       any.port = 0;
+                                       return any;
+                                   }(),
+                                   [this] { return agent.newIO(); })
     {}
 
     // Listens and connects the page; false (with a warning) when either fails.
@@ -37,14 +42,6 @@ public:
     Agent agent;
     HostBridge bridge;
     BridgeClient page;
-
-private:
-    static HostBridgeOptions anyPort()
-    {
-        HostBridgeOptions options;
-        options.port = 0;
-        return options;
-    }
 };
 
 // Saves a picture of widget as test-output/<path>, for a person to look at.
