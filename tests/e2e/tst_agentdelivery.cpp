@@ -3,28 +3,18 @@
 // with the real agent process and one slot (no dialog), once in process with two slots,
 // the format dialog clicked with QTest.
 
-#include "automation/AgentContext.h"
-#include "automation/AttachmentLists.h"
-#include "automation/FormRegistry.h"
-#include "automation/IO.h"
-#include "automation/SharedState.h"
-#include "bridge/HostBridge.h"
-#include "config/LocalSettings.h"
 #include "support/AgentProcess.h"
 #include "support/BridgeClient.h"
 #include "support/DataupServer.h"
+#include "support/FileContents.h"
 #include "support/PageAgent.h"
-#include "support/ScriptedUi.h"
 #include "support/TempHome.h"
-#include "transfer/TransferForm.h"
 
 #include <QCheckBox>
 #include <QDir>
-#include <QJsonArray>
 #include <QProcess>
 #include <QPushButton>
 #include <QRegularExpression>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace tarnaxe;
@@ -40,17 +30,6 @@ QString emsInfo(const QString& envelope)
         return QStringLiteral("(tarnaxe-ems did not finish)");
     return QString::fromUtf8(tool.readAllStandardOutput() + tool.readAllStandardError());
 }
-
-// A scripted Ui that shows the windows it is asked to, so that the transfer form runs.
-class ShowingUi : public ScriptedUi {
-public:
-    void showWindow(QObject* window) override
-    {
-        ScriptedUi::showWindow(window);
-        if (auto* widget = qobject_cast<QWidget*>(window))
-            widget->show();
-    }
-};
 
 const QString kDelivered = QStringLiteral("BUSY/Write Assignment to Local Computer");
 
@@ -93,35 +72,16 @@ private slots:
     void inProcessTwoSlotsThroughTheDialog()
     {
         TempHome home;
-        QTemporaryDir imports;
-        const QString ccc = imports.filePath(QStringLiteral("ccc"));
-        const QString mitchell = imports.filePath(QStringLiteral("mitchell"));
+        const QString ccc = home.path() + "/ccc", mitchell = home.path() + "/mitchell";
         QVERIFY(QDir().mkpath(ccc) && QDir().mkpath(mitchell));
-        LocalSettings settings(home.configHome() + QStringLiteral("/TarnAxe/TarnLocal.ini"));
-        settings.load();
-        settings.EMSEstPlatform[1] = platform_names::ccc;
-        settings.EMSImportPath[1] = ccc;
-        settings.EMSEstPlatform[2] = platform_names::mitchell;
-        settings.EMSImportPath[2] = mitchell;
-        settings.save();
-        SharedState state;
-        AttachmentLists lists;
-        ShowingUi ui;
-        FormRegistry forms(ui);
-        AgentContext context{settings, state, lists, ui, forms, Services{}, [] {
-                                 QCoreApplication::processEvents();
-                             }};
-        forms.registerFactory(QStringLiteral("frmIO"), [&]() -> QObject* {
-            return new TransferForm({state, lists, settings, ui, {}, {}});
-        });
-        HostBridgeOptions options;
-        options.port = 0;
-        HostBridge bridge(options, [&context]() -> std::unique_ptr<Dispatchable> {
-            return std::make_unique<IO>(context);
-        });
-        QString error;
-        QVERIFY2(bridge.listen(&error), qPrintable(error));
-
+        const QString ini = home.configHome() + "/TarnAxe/TarnLocal.ini";
+        QVERIFY(writeFileContents(
+            ini, "[LocalSettings]\nEMSEstPlatform1=" + platform_names::ccc.toUtf8() +
+                     "\nEMSImportPath1=" + ccc.toUtf8() +
+                     "\nEMSEstPlatform2=" + platform_names::mitchell.toUtf8() +
+                     "\nEMSImportPath2=" + mitchell.toUtf8() + "\n"));
+        PageAgent agent(ini);
+        QVERIFY(agent.open());
         // The clerk sees both platforms, unticks CCC and confirms.
         QStringList offered;
         Clerk clerk([&](QWidget* dialog) {
@@ -135,25 +95,20 @@ private slots:
             QTest::mouseClick(dialog->findChild<QPushButton*>("cmdOK"), Qt::LeftButton);
             return true;
         });
-
-        BridgeClient page;
-        QVERIFY(page.open(QStringLiteral("ws://127.0.0.1:%1").arg(bridge.port())));
-        page.call(QStringLiteral("Init"));
+        BridgeClient& page = agent.page;
+        page.call("Init");
         QCOMPARE(page.invoke("DeliverAssignment", {m_guid, m_server.hostPort()}), true);
         QCOMPARE(page.statusesUntilFinal(),
                  (QStringList{kDelivered, QStringLiteral("COMPLETE/No Errors")}));
         QCOMPARE(offered, (QStringList{platform_names::ccc, platform_names::mitchell}));
-        QVERIFY(QDir(ccc).isEmpty());
-        const QStringList written = QDir(mitchell).entryList(QDir::Files | QDir::Hidden);
-        QCOMPARE(written.size(), 7);
+        QVERIFY(QDir(ccc).isEmpty() && clerk.seen.isEmpty());
+        QCOMPARE(QDir(mitchell).entryList(QDir::Files | QDir::Hidden).size(), 7);
         const QStringList envelopes = QDir(mitchell).entryList({QStringLiteral("*.env")});
-        QCOMPARE(envelopes.size(), 1);
-        QVERIFY2(
-            QRegularExpression(QStringLiteral("^A\\d{1,6}\\.env$")).match(envelopes[0]).hasMatch(),
-            qPrintable(envelopes[0]));
+        QVERIFY2(envelopes.size() == 1 &&
+                     QRegularExpression("^A\\d{1,6}\\.env$").match(envelopes[0]).hasMatch(),
+                 qPrintable(envelopes.join(' ')));
         const QString info = emsInfo(QDir(mitchell).filePath(envelopes[0]));
         QVERIFY2(info.contains(QStringLiteral("CLM-24-000417")), qPrintable(info));
-        QVERIFY(ui.boxes.isEmpty());
     }
 
 private:

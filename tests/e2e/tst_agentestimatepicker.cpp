@@ -54,9 +54,7 @@ private slots:
             auto* offer = qobject_cast<AutoAttachDialog*>(modal);
             if (!offer)
                 return false;
-            const QString shots = QDir::currentPath() + "/test-output/estimates";
-            QDir().mkpath(shots);
-            offer->parentWidget()->grab().save(shots + "/ems-estimates.png");
+            saveShot(offer->parentWidget(), "estimates/ems-estimates.png");
             clerk.seen << offer->windowTitle();
             for (const char* label :
                  {"lblInsCo", "lblClaimNumber", "lblEstDate", "lblAmount", "lblVehicle"})

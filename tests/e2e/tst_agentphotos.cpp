@@ -20,20 +20,6 @@
 using namespace tarnaxe;
 using namespace tarnaxe::test;
 
-namespace {
-
-QList<ImagePickerForm*> openPickers()
-{
-    QList<ImagePickerForm*> pickers;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (auto* picker = qobject_cast<ImagePickerForm*>(widget); picker && picker->isVisible())
-            pickers << picker;
-    }
-    return pickers;
-}
-
-} // namespace
-
 class TestAgentPhotos : public QObject {
     Q_OBJECT
 
@@ -81,8 +67,12 @@ private slots:
         QCOMPARE(page.invoke("SelectPhotos"), "");
         QCOMPARE(page.invoke("GetFormStatus", {"IMAGEPICKER"}), "LOADED");
         QCOMPARE(page.invoke("SelectPhotos"), "");
-        QCOMPARE(openPickers().size(), 1);
-        ImagePickerForm* picker = openPickers().first();
+        const QWidgetList windows = QApplication::topLevelWidgets();
+        QCOMPARE(std::count_if(windows.begin(), windows.end(),
+                               [](QWidget* w) { return qobject_cast<ImagePickerForm*>(w); }),
+                 1);
+        QPointer picker =
+            qobject_cast<ImagePickerForm*>(agent.agent.context().forms.find("frmImagePicker"));
         QCOMPARE(picker->findChild<QLabel*>(QStringLiteral("lblStatus"))->text(),
                  QStringLiteral("Displaying: 1-8 of 10 images"));
         for (int i = 0; i < ImagePickerForm::kCells; ++i)
@@ -91,15 +81,13 @@ private slots:
         QTest::mouseClick(picker->cell(6), Qt::LeftButton);
         const auto borders = picker->findChildren<QWidget*>(QStringLiteral("RedBorder"));
         QVERIFY(borders[1]->isVisible() && borders[6]->isVisible() && !borders[0]->isVisible());
-        const QString shots = QDir::currentPath() + QStringLiteral("/test-output/photos");
-        QDir().mkpath(shots);
-        QVERIFY(picker->grab().save(shots + QStringLiteral("/picker.png")));
+        QVERIFY(saveShot(picker, "photos/picker.png"));
         picker->findChild<QScrollBar*>(QStringLiteral("VScroll1"))->setValue(2);
         QCOMPARE(picker->findChild<QLabel*>(QStringLiteral("lblStatus"))->text(),
                  QStringLiteral("Displaying: 5-10 of 10 images"));
         QTest::mouseClick(picker->findChild<QPushButton*>(QStringLiteral("Command1")),
                           Qt::LeftButton);
-        QTRY_VERIFY(openPickers().isEmpty());
+        QTRY_VERIFY(!picker);
         QCOMPARE(page.get("TheCountOf", {"Photos"}), 3);
         QCOMPARE(page.invoke("GetFormStatus", {"IMAGEPICKER"}), "UNLOADED");
     }

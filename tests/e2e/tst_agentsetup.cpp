@@ -39,10 +39,9 @@ private slots:
         QCOMPARE(std::count(windows.begin(), windows.end(), form), 1);
         form->findChild<QLineEdit*>("txtExportPath2")->setText(home.path());
         form->findChild<QComboBox*>("cboPDF")->setCurrentText("None!");
-        const QString shots = QDir::currentPath() + "/test-output/config";
-        QDir().mkpath(shots);
-        QVERIFY(form->grab().save(shots + "/setup.png"));
-        QVERIFY(DirectoryChooserDialog(home.path()).grab().save(shots + "/select-path.png"));
+        QVERIFY(saveShot(form, "config/setup.png"));
+        DirectoryChooserDialog chooser(home.path());
+        QVERIFY(saveShot(&chooser, "config/select-path.png"));
 
         form->findChild<QPushButton*>("cmdSave")->click();
         QTRY_COMPARE(page.invoke("GetFormStatus", {"LOCALSETUP"}), "UNLOADED");

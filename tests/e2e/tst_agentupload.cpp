@@ -1,11 +1,12 @@
-// The whole upload road through the real agent: a page attaches estimates, calls
-// MoveFilesToServer against the real reference server, and watches IOStatus.
+// The whole upload road through the real agent: a page attaches estimates (and reads one's
+// facts back), calls MoveFilesToServer against the real reference server, watches IOStatus.
 
 #include "emswriter/EmsSetBuilder.h"
 #include "support/AgentProcess.h"
 #include "support/BridgeClient.h"
 #include "support/DataupServer.h"
 
+#include <QFile>
 #include <QJsonArray>
 #include <QTest>
 
@@ -39,12 +40,36 @@ private slots:
         BridgeClient page;
         QVERIFY(page.open(agent.url()));
         page.call("Init");
-        for (const char* base : {"0001", "0002", "0003"}) {
+        // Upper-case plain names, as some platforms write them, for the first; it is read back.
+        EmsSetBuilder plain(agent.home().path(), "0001");
+        plain.style(EmsStyle::Plain).upperCaseNames().set("V_VIN", "1FAFP34N97W123456");
+        QVERIFY(plain.write());
+        QCOMPARE(page.invoke("ManualSelectEMS", {plain.envelopePath()}), true);
+        const QJsonArray byref =
+            page.call("GetBasicEstimateInfo", "method", {plain.envelopePath(), 0, 0, 0, 0, 0, 0, 0})
+                .value("byref")
+                .toArray();
+        QCOMPARE(byref.size(), 8);
+        QCOMPARE(
+            (QStringList{byref[1].toString(), byref[2].toString().left(12),
+                         byref[3].toString().left(10), byref[4].toString(),
+                         byref[5].toString().left(8), byref[6].toString(), byref[7].toString()}),
+            (QStringList{"07 FORD FOCUS SE", "12-345678-90", "POL-778899", "SMITH, JOHN",
+                         "EST-0001", "E01", "DOE, JANE"}));
+        QCOMPARE(page.invoke("Get_Estimate_Field", {"V_VIN"}), true);
+        QCOMPARE(page.get("EstimateField").toString().trimmed(), "1FAFP34N97W123456");
+        QCOMPARE(page.invoke("Get_Estimate_Field", {"NO_SUCH"}), false);
+        for (const char* base : {"0002", "0003", "0004"}) {
             EmsSetBuilder set(agent.home().path(), QLatin1String(base));
             set.style(EmsStyle::Letter).vehicleMemo("REAR QUARTER PANEL");
             QVERIFY(set.write());
-            QCOMPARE(page.invoke("ManualSelectEMS", {set.envelopePath()}), true);
+            // A set that cannot be read is not attached.
+            if (base[3] == '4')
+                QVERIFY(QFile::remove(set.memberPath(tarnaxe::EmsMember::Vehicle)));
+            QCOMPARE(page.invoke("ManualSelectEMS", {set.envelopePath()}), base[3] != '4');
         }
+        QCOMPARE(page.get("TheCountOf", {"Estimates"}), 3);
+        QCOMPARE(page.get("TheNameOf", {"Estimates", 1}), plain.envelopePath());
 
         const QJsonArray move{assignment, "{WORKER-1}", "3", server.hostPort()};
         QCOMPARE(page.invoke("MoveFilesToServer", move), true);

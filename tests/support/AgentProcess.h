@@ -2,24 +2,59 @@
 // The real tarnaxe binary started for a test or a benchmark, in its own throw-away home,
 // on a port of its own choosing that it reports when ready.
 
+#include "support/ReadyLine.h"
 #include "support/TempHome.h"
 
+#include <QDir>
+#include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QStringList>
 
 namespace tarnaxe::test {
 
 class AgentProcess {
 public:
-    // settingsText is written as TarnLocal.ini before the start; "[HostBridge]\nPort=0\n"
-    // by default.
-    explicit AgentProcess(const QByteArray& settingsText = "[HostBridge]\nPort=0\n");
-    ~AgentProcess();
+    // settingsText is written as TarnLocal.ini before the start.
+    explicit AgentProcess(const QByteArray& settingsText = "[HostBridge]\nPort=0\n")
+    {
+        const QString folder = m_home.configHome() + QStringLiteral("/TarnAxe");
+        QFile settings(folder + QStringLiteral("/TarnLocal.ini"));
+        if (!QDir().mkpath(folder) || !settings.open(QIODevice::WriteOnly) ||
+            settings.write(settingsText) != settingsText.size())
+            qWarning("cannot write %s", qPrintable(settings.fileName()));
+        m_process.setProcessEnvironment(m_home.environment());
+        m_process.setProgram(QStringLiteral(TARNAXE_AGENT_PATH));
+    }
+    ~AgentProcess() { stop(); }
 
     // Starts the agent and waits for its ready line; false (with the reason in error())
     // when it exits or does not become ready in time.
-    bool start(const QStringList& arguments = {}, int timeoutMs = 20000);
-    void stop();
+    bool start(const QStringList& arguments = {}, int timeoutMs = 20000)
+    {
+        static const QRegularExpression ready(
+            QStringLiteral("^TarnAxe listening on ws://127\\.0\\.0\\.1:(\\d+)$"));
+        m_process.setArguments(arguments);
+        if (const auto match = startAndWaitForReadyLine(m_process, ready, timeoutMs)) {
+            m_port = quint16(match->captured(1).toUInt());
+            return true;
+        }
+        m_error = m_process.error() == QProcess::FailedToStart
+                      ? m_process.errorString()
+                      : QStringLiteral("the agent exited or did not become ready: ") +
+                            QString::fromUtf8(m_process.readAllStandardError());
+        return false;
+    }
+    void stop()
+    {
+        if (m_process.state() == QProcess::NotRunning)
+            return;
+        m_process.terminate();
+        if (!m_process.waitForFinished(5000)) {
+            m_process.kill();
+            m_process.waitForFinished(5000);
+        }
+    }
 
     quint16 port() const { return m_port; }
     QString url() const { return QStringLiteral("ws://127.0.0.1:%1").arg(m_port); }

@@ -1,14 +1,14 @@
 #pragma once
-// For end-to-end tests that need the agent's real dialogs in their own process: the agent
-// that main() runs, wired over a settings file, its host bridge on a free port and a page
-// connected to it; and a clerk who answers the modal dialogs as they come. Header only,
-// for the e2e tests, which link the app's library.
+// For e2e tests that need the agent's real dialogs in their own process: the agent that
+// main() runs, its host bridge on a free port, a page connected to it, and a clerk who
+// answers the modal dialogs. Header only: the e2e tests link the app's library.
 
 #include "Agent.h"
 #include "bridge/HostBridge.h"
 #include "support/BridgeClient.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTimer>
@@ -19,7 +19,13 @@ namespace tarnaxe::test {
 class PageAgent {
 public:
     explicit PageAgent(const QString& settingsFile)
-        : agent(settingsFile), bridge(anyPort(), [this] { return agent.newIO(); })
+        : agent(settingsFile), bridge(
+                                   [] {
+                                       HostBridgeOptions any;
+                                       any.port = 0;
+                                       return any;
+                                   }(),
+                                   [this] { return agent.newIO(); })
     {}
 
     // Listens and connects the page; false (with a warning) when either fails.
@@ -36,15 +42,14 @@ public:
     Agent agent;
     HostBridge bridge;
     BridgeClient page;
-
-private:
-    static HostBridgeOptions anyPort()
-    {
-        HostBridgeOptions options;
-        options.port = 0;
-        return options;
-    }
 };
+
+// Saves a picture of widget as test-output/<path>, for a person to look at.
+inline bool saveShot(QWidget* widget, const QString& path)
+{
+    const QString file = QDir::currentPath() + QStringLiteral("/test-output/") + path;
+    return QDir().mkpath(QFileInfo(file).path()) && widget->grab().save(file);
+}
 
 // Looks at the modal dialog on top every 50 ms: answer() may handle it (and returns true
 // when it did); a message box it leaves is recorded in seen and answered OK.

@@ -5,6 +5,7 @@
 #include "platform/Ui.h"
 
 #include <QList>
+#include <QObject>
 #include <QQueue>
 #include <QStringList>
 
@@ -12,26 +13,51 @@ namespace tarnaxe::test {
 
 class ScriptedUi : public Ui {
 public:
-    MessageAnswer messageBox(const MessageBoxRequest& request) override;
-    std::optional<QString> openFile(const FileDialogRequest& request) override;
-    std::optional<QString> chooseFolder(const QString& title, const QString& folder) override;
+    // An empty queue answers OK (or the first button) to boxes, Cancel to file dialogs.
+    MessageAnswer messageBox(const MessageBoxRequest& request) override
+    {
+        boxes.append(request);
+        if (!boxAnswers.isEmpty())
+            return boxAnswers.dequeue();
+        switch (request.buttons) {
+        case MessageButtons::YesNo:
+        case MessageButtons::YesNoCancel:
+            return MessageAnswer::Yes;
+        case MessageButtons::RetryCancel:
+            return MessageAnswer::Retry;
+        case MessageButtons::AbortRetryIgnore:
+            return MessageAnswer::Abort;
+        default:
+            return MessageAnswer::Ok;
+        }
+    }
+    std::optional<QString> openFile(const FileDialogRequest& request) override
+    {
+        fileDialogs.append(request);
+        return fileAnswers.isEmpty() ? std::nullopt : fileAnswers.dequeue();
+    }
+    std::optional<QString> chooseFolder(const QString& title, const QString& folder) override
+    {
+        folderDialogs.append(title + QLatin1Char('|') + folder);
+        return folderAnswers.isEmpty() ? std::nullopt : folderAnswers.dequeue();
+    }
     void beep() override { ++beeps; }
-    void showWindow(QObject* window) override;
-    void bringToFront(QObject* window) override;
-    void closeWindow(QObject* window) override;
+    void showWindow(QObject* window) override { shown.append(window->objectName()); }
+    void bringToFront(QObject* window) override { raised.append(window->objectName()); }
+    void closeWindow(QObject* window) override
+    {
+        closed.append(window->objectName());
+        window->deleteLater();
+    }
 
-    // Answers: an empty queue answers OK (or the first button) to boxes and Cancel to
-    // file and folder dialogs.
     QQueue<MessageAnswer> boxAnswers;
     QQueue<std::optional<QString>> fileAnswers;
     QQueue<std::optional<QString>> folderAnswers;
 
     QList<MessageBoxRequest> boxes;
     QList<FileDialogRequest> fileDialogs;
-    QStringList folderDialogs; // "<title>|<folder>"
-    QStringList shown;         // object names, in order
-    QStringList raised;        // object names, in order
-    QStringList closed;        // object names, in order
+    QStringList folderDialogs;         // "<title>|<folder>"
+    QStringList shown, raised, closed; // object names, in order
     int beeps = 0;
 
     // The last box's text, or an empty string.

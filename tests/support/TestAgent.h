@@ -7,25 +7,48 @@
 #include "automation/FormRegistry.h"
 #include "automation/SharedState.h"
 #include "config/LocalSettings.h"
+#include "platform/ProfileFile.h"
 #include "support/ScriptedUi.h"
 #include "support/TempHome.h"
 
-#include <QString>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
 
 namespace tarnaxe::test {
 
 class TestAgent {
 public:
-    explicit TestAgent(int helperIntervalMs = 1000);
+    explicit TestAgent(int helperIntervalMs = 1000)
+        : settings(settingsFile()), forms(ui), context{settings,
+                                                       state,
+                                                       lists,
+                                                       ui,
+                                                       forms,
+                                                       Services{},
+                                                       [] { QCoreApplication::processEvents(); },
+                                                       helperIntervalMs}
+    {}
 
     QString settingsFile() const
     {
         return home.configHome() + QStringLiteral("/TarnAxe/TarnLocal.ini");
     }
     // Writes one key of "LocalSettings" straight into the file.
-    void setSetting(const QString& key, const QString& value);
+    void setSetting(const QString& key, const QString& value)
+    {
+        ProfileFile(settings.filePath()).write(QStringLiteral("LocalSettings"), key, value);
+    }
     // A file of the given size under the home; returns its path.
-    QString makeFile(const QString& relativePath, qint64 size);
+    QString makeFile(const QString& relativePath, qint64 size)
+    {
+        const QString path = home.path() + QLatin1Char('/') + relativePath;
+        QFile file(path);
+        if (!QDir().mkpath(QFileInfo(path).path()) || !file.open(QIODevice::WriteOnly) ||
+            !file.resize(size))
+            qFatal("cannot create test file %s", qPrintable(path));
+        return path;
+    }
 
     TempHome home;
     LocalSettings settings;

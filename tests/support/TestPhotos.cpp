@@ -1,7 +1,6 @@
 #include "support/TestPhotos.h"
 
 #include <QBuffer>
-#include <QFile>
 #include <QImage>
 #include <QImageWriter>
 #include <QPainter>
@@ -10,17 +9,6 @@
 namespace tarnaxe::test {
 
 namespace {
-
-QImage randomImage(QSize size, QRandomGenerator& random)
-{
-    QImage image(size, QImage::Format_RGB32);
-    for (int y = 0; y < size.height(); ++y) {
-        auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
-        for (int x = 0; x < size.width(); ++x)
-            line[x] = random.generate() | 0xFF000000u;
-    }
-    return image;
-}
 
 // Noise at five scales, each smoothed up to full size and laid over the coarser ones.
 QImage texture(QSize size, quint32 seed)
@@ -33,8 +21,14 @@ QImage texture(QSize size, quint32 seed)
     for (int divisor : {256, 64, 16, 4, 1}) {
         const QSize coarse(std::max(2, size.width() / divisor),
                            std::max(2, size.height() / divisor));
+        QImage noise(coarse, QImage::Format_RGB32);
+        for (int y = 0; y < coarse.height(); ++y) {
+            auto* line = reinterpret_cast<QRgb*>(noise.scanLine(y));
+            for (int x = 0; x < coarse.width(); ++x)
+                line[x] = random.generate() | 0xFF000000u;
+        }
         painter.setOpacity(opacity);
-        painter.drawImage(QRect(QPoint(0, 0), size), randomImage(coarse, random));
+        painter.drawImage(QRect(QPoint(0, 0), size), noise);
         opacity *= 0.6;
     }
     painter.setOpacity(1.0);
@@ -68,13 +62,6 @@ QByteArray photoJpeg(QSize size, int orientation, quint32 seed, int quality)
     if (orientation != 1)
         bytes.insert(2, exifOrientation(orientation));
     return bytes;
-}
-
-bool writePhoto(const QString& path, QSize size, int orientation, quint32 seed)
-{
-    QFile file(path);
-    const QByteArray bytes = photoJpeg(size, orientation, seed);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
 } // namespace tarnaxe::test

@@ -5,6 +5,7 @@
 // orientation tag.
 
 #include <QByteArray>
+#include <QFile>
 #include <QSize>
 #include <QString>
 
@@ -13,6 +14,11 @@ namespace tarnaxe::test {
 // The JPEG bytes of a photo of size; orientation is the EXIF value (1 means none written).
 QByteArray photoJpeg(QSize size, int orientation = 1, quint32 seed = 1, int quality = 90);
 // Writes photoJpeg(...) to path; false when the file cannot be written.
-bool writePhoto(const QString& path, QSize size, int orientation = 1, quint32 seed = 1);
+inline bool writePhoto(const QString& path, QSize size, int orientation = 1, quint32 seed = 1)
+{
+    QFile file(path);
+    const QByteArray bytes = photoJpeg(size, orientation, seed);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
 
 } // namespace tarnaxe::test
