@@ -25,38 +25,16 @@ namespace {
 const QStringList kExtraOrigins = {QStringLiteral("HTTPS://Claims.Example.com"),
                                    QStringLiteral("http://intranet.example:8080")};
 
-// host or origin | the name | whether it is let in
-const QByteArray kNames = R"(
-host | LocalHost:29170 | yes
-host | 127.3.2.1 | yes
-host | [::1]:29170 | yes
-host | ::1 | no
-host | [127.0.0.1] | no
-host | 127.0.0.1.evil.example | no
-host | localhost.evil.example | no
-host | 192.168.1.10:29170 | no
-host | 0.0.0.0 | no
-host | 127.0.0.1:http | no
-host | [::1]x | no
-host |  | no
-origin | HTTP://LOCALHOST:1 | yes
-origin | http://[::1]:3000 | yes
-origin | https://CLAIMS.example.com:443 | yes
-origin | https://localhost | no
-origin | http://claims.example.com | no
-origin | http://intranet.example | no
-origin | https://x.claims.example.com | no
-origin | null | no
-origin |  | no
-origin | http://localhost/page | no
-origin | http://user@localhost | no
-)";
-
 // name | the request head, "; " between lines, WS for the lines of a WebSocket handshake |
 // the status (101: handed to the WebSocket server); texts in the answer ("!": not in it)
 const QByteArray kRequests = R"(
 upgrade without origin | WS; Host: 127.0.0.1:9 | 101
-upgrade from a loopback page | WS; Host: [::1]:9; Origin: http://localhost:3000 | 101
+upgrade from a loopback page | WS; Host: [::1]:9; Origin: HTTP://LOCALHOST:3000 | 101
+upgrade to a LAN address | WS; Host: 192.168.1.10:9 | 403; Host 192.168.1.10:9 is not a loopback name
+upgrade to a bracketed IPv4 address | WS; Host: [127.0.0.1] | 403
+upgrade from an http page of an https site | WS; Host: localhost; Origin: http://claims.example.com | 403
+upgrade from a subdomain | WS; Host: localhost; Origin: https://x.claims.example.com | 403
+upgrade from a page with a path | WS; Host: localhost; Origin: http://localhost/page | 403
 upgrade from a configured page | WS; Host: localhost; Origin: http://intranet.example:8080 | 101
 upgrade from a foreign page | WS; Host: localhost; Origin: https://evil.example | 403; Origin https://evil.example is not allowed
 upgrade to a rebound name | WS; Host: 127.0.0.1.evil.example:9 | 403; Host 127.0.0.1.evil.example:9 is not a loopback name
@@ -87,27 +65,6 @@ class TestHostBridge : public QObject {
 
 private slots:
     void cleanup() { m_bridge.reset(); }
-
-    void names_data()
-    {
-        QTest::addColumn<QByteArray>("kind");
-        QTest::addColumn<QByteArray>("name");
-        QTest::addColumn<bool>("allowed");
-        for (const QByteArray& line : kNames.trimmed().split('\n')) {
-            const QList<QByteArray> cells = line.split('|');
-            QTest::newRow(line.constData())
-                << cells[0].trimmed() << cells[1].trimmed() << (cells[2].trimmed() == "yes");
-        }
-    }
-    void names()
-    {
-        QFETCH(QByteArray, kind);
-        QFETCH(QByteArray, name);
-        QFETCH(bool, allowed);
-        QCOMPARE(kind == "host" ? isLoopbackHost(name)
-                                : isOriginAllowed(QString::fromLatin1(name), kExtraOrigins),
-                 allowed);
-    }
 
     void decisions_data()
     {
@@ -182,26 +139,19 @@ private slots:
     void callsAndEventsReachTheirOwnConnection()
     {
         const quint16 port = m_bridge.start({});
-        QSignalSpy opened(m_bridge.get(), &HostBridge::connectionOpened);
         BridgeClient first;
         BridgeClient second;
-        QVERIFY(first.open(urlOf(port)));
-        QVERIFY(second.open(urlOf(port)));
-        QTRY_COMPARE(opened.count(), 2);
-        QCOMPARE(m_bridge->connectionCount(), 2);
+        QVERIFY(first.open(urlOf(port)) && second.open(urlOf(port)));
         QCOMPARE(first.call("Caption", "put", {"mine"}),
                  QJsonObject({{"id", 1}, {"result", QJsonValue::Null}}));
-        QCOMPARE(first.call("Caption", "get").value("result"), QJsonValue("mine"));
         // Each page has its own object.
         QCOMPARE(second.call("Caption", "get").value("result"), QJsonValue(""));
-
         // An event raised in a call, and one raised on its own as a timer of the agent would.
-        first.call("Raise", "method", {"BUSY", "Save Collected Information"});
+        first.call("Raise", "method", {"BUSY", "Saving"});
         emit m_bridge.objects[0]->eventRaised(QStringLiteral("PublishInfo"), {});
         QTRY_COMPARE(first.events.size(), 2);
         QCOMPARE(first.events[0],
-                 QJsonObject({{"event", "IOStatus"},
-                              {"args", QJsonArray{"BUSY", "Save Collected Information"}}}));
+                 QJsonObject({{"event", "IOStatus"}, {"args", QJsonArray{"BUSY", "Saving"}}}));
         QCOMPARE(first.events[1], QJsonObject({{"event", "PublishInfo"}, {"args", QJsonArray()}}));
         QCOMPARE(second.call("Init").value("result"), QJsonValue("OK"));
         QVERIFY(second.events.isEmpty());
@@ -214,30 +164,22 @@ private slots:
         QVERIFY(client.open(urlOf(port)));
         QByteArray large = R"({"id":-1,"member":"Init"})";
         large.insert(1, QByteArray(kMaxCallFrameBytes + 1 - large.size(), ' '));
-        // Calls, with frames that are none among them: text, binary and too large.
-        constexpr int calls = 200;
-        const auto broken = [](int i) {
-            return i % 100 == 1 || i % 100 == 2 || i == 3;
-        };
-        for (int i = 0; i < calls; ++i) {
-            if (i % 100 == 1)
-                client.sendText("not json");
-            else if (i % 100 == 2)
-                client.socket().sendBinaryMessage(QByteArray("\x01\x02", 2));
-            else
-                client.sendText(i == 3 ? large
-                                       : R"({"id":)" + QByteArray::number(i) +
-                                             R"(,"member":"Echo","args":[)" +
-                                             QByteArray::number(i) + "]}");
-        }
-        QTRY_COMPARE_WITH_TIMEOUT(client.answers.size(), calls, 30000);
-        for (int i = 0; i < calls; ++i)
+        // Calls 0 and 4 to 49 around frames that are none: text, binary and too large.
+        client.sendText(R"({"id":0,"member":"Echo","args":[0]})");
+        client.sendText("not json");
+        client.socket().sendBinaryMessage(QByteArray("\x01\x02", 2));
+        client.sendText(large);
+        for (int i = 4; i < 50; ++i)
+            client.sendText(R"({"id":)" + QByteArray::number(i) + R"(,"member":"Echo","args":[)" +
+                            QByteArray::number(i) + "]}");
+        QTRY_COMPARE(client.answers.size(), 50);
+        for (int i = 0; i < 50; ++i) {
+            const QJsonObject error = client.answers[i].value("error").toObject();
             QCOMPARE(client.answers[i],
-                     broken(i) ? QJsonObject({{"id", QJsonValue::Null},
-                                              {"error", client.answers[i].value("error")}})
-                               : QJsonObject({{"id", i}, {"result", i}}));
-        for (const int i : {1, 2, 3})
-            QCOMPARE(client.answers[i].value("error")["number"], QJsonValue(-1));
+                     i >= 1 && i <= 3 && error.value("number") == -1
+                         ? QJsonObject({{"id", QJsonValue::Null}, {"error", error}})
+                         : QJsonObject({{"id", i}, {"result", i}}));
+        }
         QVERIFY(client.answers[2].value("error")["description"].toString().contains("Binary"));
         QCOMPARE(client.socket().state(), QAbstractSocket::ConnectedState);
     }
@@ -252,7 +194,6 @@ private slots:
         QTRY_COMPARE(m_bridge.objects.size(), 1);
         for (const QTimer* timer : m_bridge->findChildren<QTimer*>())
             QVERIFY2(!timer->isActive(), qPrintable(timer->objectName()));
-        QCOMPARE(client.call("Init").value("result"), QJsonValue("OK"));
     }
 
     void objectIsDestroyedWhenConnectionCloses()
@@ -274,21 +215,18 @@ private slots:
     void connectionDroppedDuringNestedLoopKeepsObjectUntilCallReturns()
     {
         const quint16 port = m_bridge.start({});
-        QSignalSpy closed(m_bridge.get(), &HostBridge::connectionClosed);
         BridgeClient dropped;
+        BridgeClient other;
         QVERIFY(dropped.open(urlOf(port)));
         QTRY_COMPARE(m_bridge.objects.size(), 1);
         const QPointer<FakeDispatchable> object = m_bridge.objects[0];
-
         // What happens while the call sits in its nested loop, as under a modal dialog.
-        BridgeClient other;
         bool scenarioDone = false;
         object->whileWaiting = [&] {
             dropped.socket().abort();
-            QTRY_COMPARE(closed.count(), 1);
+            QTRY_COMPARE(m_bridge->connectionCount(), 0);
             QTest::qWait(50); // room for any deferred deletion to run
-            QVERIFY2(object, "object destroyed under its running call");
-            QVERIFY(object->isWaiting());
+            QVERIFY2(object && object->isWaiting(), "object destroyed under its running call");
             QVERIFY(other.open(urlOf(port)));
             QCOMPARE(other.call("Init").value("result"), QJsonValue("OK"));
             scenarioDone = true;
@@ -296,7 +234,6 @@ private slots:
         dropped.sendText(R"({"id":1,"member":"Wait"})");
         QTRY_VERIFY(scenarioDone);
         QTRY_VERIFY(object.isNull());
-        QCOMPARE(m_bridge->connectionCount(), 1);
         QCOMPARE(other.call("Init").value("result"), QJsonValue("OK"));
     }
 
@@ -307,9 +244,9 @@ private slots:
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t length = sizeof(address);
-        QCOMPARE(::bind(fd, reinterpret_cast<sockaddr*>(&address), length), 0);
-        QCOMPARE(::listen(fd, 16), 0);
-        QCOMPARE(::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length), 0);
+        QVERIFY(::bind(fd, reinterpret_cast<sockaddr*>(&address), length) == 0 &&
+                ::listen(fd, 16) == 0 &&
+                ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0);
         HostBridgeOptions options;
         options.listenFd = fd;
         const quint16 port = m_bridge.start(options);
@@ -319,31 +256,26 @@ private slots:
         QCOMPARE(client.call("Init").value("result"), QJsonValue("OK"));
     }
 
-    void systemdSocketIsRecognised_data()
-    {
-        QTest::addColumn<QByteArray>("pid");
-        QTest::addColumn<QByteArray>("fds");
-        QTest::addColumn<int>("expected");
-        const QByteArray self = QByteArray::number(::getpid());
-        QTest::newRow("ours") << self << QByteArray("1") << 3;
-        QTest::newRow("our parent's") << QByteArray::number(::getppid()) << QByteArray("1") << -1;
-        QTest::newRow("no sockets") << self << QByteArray("0") << -1;
-        QTest::newRow("garbage") << QByteArray("x") << QByteArray("1") << -1;
-        QTest::newRow("not activated") << QByteArray() << QByteArray() << -1;
-    }
     void systemdSocketIsRecognised()
     {
-        QFETCH(QByteArray, pid);
-        QFETCH(QByteArray, fds);
-        QFETCH(int, expected);
-        if (!pid.isEmpty()) {
-            qputenv("LISTEN_PID", pid);
-            qputenv("LISTEN_FDS", fds);
+        const QByteArray self = QByteArray::number(::getpid());
+        // LISTEN_PID, LISTEN_FDS (empty: not set) and the descriptor to adopt.
+        const QList<std::tuple<QByteArray, QByteArray, int>> cases = {
+            {self, "1", 3},
+            {QByteArray::number(::getppid()), "1", -1},
+            {self, "0", -1},
+            {"x", "1", -1},
+            {{}, {}, -1}};
+        for (const auto& [pid, fds, expected] : cases) {
+            if (!pid.isEmpty()) {
+                qputenv("LISTEN_PID", pid);
+                qputenv("LISTEN_FDS", fds);
+            }
+            QCOMPARE(systemdListenFd(), expected);
+            // Never left for a child process to pick up.
+            QVERIFY(!qEnvironmentVariableIsSet("LISTEN_PID") &&
+                    !qEnvironmentVariableIsSet("LISTEN_FDS"));
         }
-        QCOMPARE(systemdListenFd(), expected);
-        // Never left for a child process to pick up.
-        QVERIFY(!qEnvironmentVariableIsSet("LISTEN_PID"));
-        QVERIFY(!qEnvironmentVariableIsSet("LISTEN_FDS"));
     }
 
 private:
