@@ -30,34 +30,24 @@ put of a name that is also a get | {"id":1,"member":"Caption","kind":"put","args
 slot for member and kind | {"id":1,"slot":2,"args":["PrintDocs",4]} | {"id":1,"result":"PrintDocs#4"}
 slot with agreeing member | {"id":1,"slot":3,"member":"CAPTION","kind":"get"} | {"id":1,"result":""}
 string id | {"id":"c-7","member":"Init"} | {"id":"c-7","result":"OK"}
-fractional id | {"id":7.5,"member":"Init"} | {"id":7.5,"result":"OK"}
 int16 from text | {"id":1,"member":"Scale","args":[" 7 "]} | {"id":1,"result":7000}
 int16 rounds half to even | {"id":1,"member":"Scale","args":[2.5]} | {"id":1,"result":2000}
 int16 from true | {"id":1,"member":"Scale","args":[true]} | {"id":1,"result":-1000}
-int32 from double | {"id":1,"member":"Widen","args":[7.5]} | {"id":1,"result":8}
 boolean from text | {"id":1,"member":"Flip","args":["true"]} | {"id":1,"result":false}
-boolean from zero | {"id":1,"member":"Flip","args":[0]} | {"id":1,"result":true}
 string from boolean | {"id":1,"member":"Keep","args":[true]} | {"id":1,"result":null,"byref":["True"]}
-string from number | {"id":1,"member":"Keep","args":[2.5]} | {"id":1,"result":null,"byref":["2.5"]}
-string from null | {"id":1,"member":"Keep","args":[null]} | {"id":1,"result":null,"byref":[""]}
 string from date | {"id":1,"member":"Keep","args":[{"$date":"2007-03-15T00:00:00"}]} | {"id":1,"result":null,"byref":["3/15/2007"]}
 by-reference values after the call | {"id":1,"member":"Swap","args":[1,"b"]} | {"id":1,"result":null,"byref":["b",1]}
 get of a method | {"id":1,"member":"Init","kind":"get"} | error 438 Object doesn't support this property or method
 put of a get-only property | {"id":1,"member":"TheNameOf","kind":"put","args":["a",1,"b"]} | error 438
 unknown member | {"id":1,"member":"Launch"} | error 438
-unknown slot | {"id":1,"slot":99} | error 438
 slot and member disagree | {"id":1,"slot":1,"member":"Fail"} | error 438
 too few arguments | {"id":1,"member":"TheNameOf","args":["Photos"]} | error 450 Wrong number of arguments or invalid property assignment
-too many arguments | {"id":1,"member":"Init","args":[1]} | error 450
 put without its value | {"id":1,"member":"Caption","kind":"put"} | error 450
 text for an int16 | {"id":1,"member":"Scale","args":["abc"]} | error 13 Type mismatch
 int16 overflow | {"id":1,"member":"Scale","args":[40000]} | error 6 Overflow
-int32 overflow | {"id":1,"member":"Widen","args":[3e9]} | error 6
 text that is no boolean | {"id":1,"member":"Flip","args":["yes"]} | error 13
 array | {"id":1,"member":"Echo","args":[[1]]} | error 13
-plain object | {"id":1,"member":"Echo","args":[{"a":1}]} | error 13
 date not a date | {"id":1,"member":"Echo","args":[{"$date":"15.03.2007"}]} | error 13
-date with another key | {"id":1,"member":"Echo","args":[{"$date":"2007-03-15T00:00:00","x":1}]} | error 13
 automation error of the member | {"id":"f","member":"Fail"} | error 5 Invalid procedure call or argument
 exception of the member | {"id":1,"member":"Explode"} | error -1 disk on fire
 not JSON | {"id":1, | error -1 Frame is not valid JSON
@@ -147,11 +137,9 @@ private slots:
         const QDateTime date = local(2024, 2, 29, 8, 5, 1, 250);
         row("empty", Variant(), "null", Variant());
         row("integer as long", Variant(qint16(-7)), "-7", Variant(qint32(-7)));
-        row("long min", Variant(qint32(INT32_MIN)), "-2147483648", Variant(qint32(INT32_MIN)));
         row("whole double as long", Variant(3.0), "3", Variant(qint32(3)));
         row("whole double beyond 32 bits", Variant(2147483648.0), "2147483648",
             Variant(2147483648.0));
-        row("small double", Variant(1e-9), "1e-09", Variant(1e-9));
         row("nan is null", Variant(nan), "null", Variant());
         row("infinity is null", Variant(-std::numeric_limits<double>::infinity()), "null",
             Variant());

@@ -12,9 +12,6 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 using namespace tarnaxe;
@@ -210,50 +207,6 @@ private slots:
         QTRY_VERIFY(objects[0].isNull() && objects[1].isNull());
         QCOMPARE(closed.count(), 2);
         QCOMPARE(m_bridge->connectionCount(), 0);
-    }
-
-    void connectionDroppedDuringNestedLoopKeepsObjectUntilCallReturns()
-    {
-        const quint16 port = m_bridge.start({});
-        BridgeClient dropped;
-        BridgeClient other;
-        QVERIFY(dropped.open(urlOf(port)));
-        QTRY_COMPARE(m_bridge.objects.size(), 1);
-        const QPointer<FakeDispatchable> object = m_bridge.objects[0];
-        // What happens while the call sits in its nested loop, as under a modal dialog.
-        bool scenarioDone = false;
-        object->whileWaiting = [&] {
-            dropped.socket().abort();
-            QTRY_COMPARE(m_bridge->connectionCount(), 0);
-            QTest::qWait(50); // room for any deferred deletion to run
-            QVERIFY2(object && object->isWaiting(), "object destroyed under its running call");
-            QVERIFY(other.open(urlOf(port)));
-            QCOMPARE(other.call("Init").value("result"), QJsonValue("OK"));
-            scenarioDone = true;
-        };
-        dropped.sendText(R"({"id":1,"member":"Wait"})");
-        QTRY_VERIFY(scenarioDone);
-        QTRY_VERIFY(object.isNull());
-        QCOMPARE(other.call("Init").value("result"), QJsonValue("OK"));
-    }
-
-    void adoptsAnInheritedListeningSocket()
-    {
-        const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof(address);
-        QVERIFY(::bind(fd, reinterpret_cast<sockaddr*>(&address), length) == 0 &&
-                ::listen(fd, 16) == 0 &&
-                ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0);
-        HostBridgeOptions options;
-        options.listenFd = fd;
-        const quint16 port = m_bridge.start(options);
-        QCOMPARE(port, ntohs(address.sin_port));
-        BridgeClient client;
-        QVERIFY(client.open(urlOf(port)));
-        QCOMPARE(client.call("Init").value("result"), QJsonValue("OK"));
     }
 
     void systemdSocketIsRecognised()

@@ -1,17 +1,20 @@
-// Every kind of member through the client against the real agent: methods, gets with and
-// without index arguments, puts, arguments by reference and the values they carry, and
-// IO's events: PublishInfo once the page has called Init, IOStatus from an upload.
+// One page against the real agent: the generated members against its $describe, every kind
+// of member and value, IO's events, status(), and what a page is told when something fails.
 
 import assert from "node:assert/strict";
+import { readFile } from "node:fs/promises";
+import { createServer } from "node:http";
 import { after, before, describe, it } from "node:test";
-import { connect } from "../src/index.js";
-import { startAgent, startUploadPages, waitFor, WebSocket } from "./support.mjs";
+import { connect, IOError, MEMBERS, OriginNotAllowedError, PROTOCOL_VERSION, status } from "../src/index.js";
+import { functionName } from "../src/mapping.js";
+import { readDescribe, render } from "../scripts/render.mjs";
+import { freePort, listening, startAgent, startUploadPages, waitFor, WebSocket, webSocketFrom } from "./support.mjs";
 
 const EXPORTS = "/srv/estimates/ems";
 // The page and the agent share a time zone away from UTC, as they share a machine.
 process.env.TZ = "America/New_York";
 
-describe("members and events", { timeout: 60000 }, () => {
+describe("a page and the agent", { timeout: 60000 }, () => {
   let agent;
   let io;
   before(async () => {
@@ -23,6 +26,18 @@ describe("members and events", { timeout: 60000 }, () => {
     await agent?.stop();
   });
 
+  it("has one function per member the live agent describes, as generated", async () => {
+    const live = await readDescribe(agent.url);
+    const expected = render(live);
+    for (const name of ["members.js", "members.d.ts"]) {
+      const source = await readFile(new URL(`../src/${name}`, import.meta.url), "utf8");
+      assert.equal(source, expected[name], `src/${name} is stale: TARNAXE_PATH=.../tarnaxe npm run generate`);
+    }
+    assert.deepEqual(await io.describe(), live);
+    assert.equal(MEMBERS.length, live.members.length);
+    for (const member of MEMBERS) assert.equal(io[functionName(member)].length, member.params.length);
+  });
+
   it("calls methods, gets with and without index arguments, and puts with the value last", async () => {
     assert.equal(await io.Init(), undefined);
     assert.equal(await io.CommandStatus(), "OK");
@@ -32,7 +47,6 @@ describe("members and events", { timeout: 60000 }, () => {
     assert.equal(await io.call("TheCountOf", ["Files"]), 0);
     assert.equal(await io.setScaleFactor(64000), undefined);
     assert.equal(await io.ScaleFactor(), 64000);
-    await assert.rejects(io.setTheCaptionOf("Files", "abc", "Front"), { number: 13 });
   });
 
   it("resolves arguments by reference to named fields and carries every kind of value", async () => {
@@ -44,6 +58,17 @@ describe("members and events", { timeout: 60000 }, () => {
     for (const value of [null, true, -7, 2147483647, 2.5, 2 ** 40, "Grüße €", ...dates])
       assert.deepEqual((await io.GetBasicEstimateInfo(value)).vFile, value, String(value));
     for (const value of [{}, Number.NaN, new Date("not a date"), 10n]) await assert.rejects(io.TheCountOf(value), TypeError);
+  });
+
+  it("rejects an automation error of a member as an IOError with its number", async () => {
+    await assert.rejects(io.TheNameOf("Files", "abc"), (error) => {
+      assert.ok(error instanceof IOError, String(error));
+      assert.deepEqual([error.number, error.description, error.member], [13, "Type mismatch", "TheNameOf"]);
+      assert.equal(error.message, "TheNameOf: Type mismatch (13)");
+      return true;
+    });
+    // Arguments by reference may be left out at the end, not added.
+    await assert.rejects(io.GetBasicEstimateInfo(1, 2, 3, 4, 5, 6, 7, 8, 9), { number: 450, member: "GetBasicEstimateInfo" });
   });
 
   it("PublishInfo comes after Init, until its handler is removed", async () => {
@@ -76,5 +101,27 @@ describe("members and events", { timeout: 60000 }, () => {
       io.off("IOStatus");
       await pages.close();
     }
+  });
+
+  it("status() answers the agent's name, version and protocol; where none answers, it says which", async () => {
+    const answer = { name: "TarnAxe", version: await io.Version(), protocol: PROTOCOL_VERSION };
+    assert.deepEqual(await status({ port: agent.port }), answer);
+    assert.deepEqual(await status({ url: agent.url }), answer);
+    await assert.rejects(status({ port: 70000 }), TypeError);
+    const port = await freePort();
+    await assert.rejects(status({ port }), { name: "AgentNotRunningError", url: `http://127.0.0.1:${port}/status` });
+    await assert.rejects(connect({ port, WebSocket }), { name: "AgentNotRunningError", url: `ws://127.0.0.1:${port}/` });
+    const other = createServer((request, response) => response.writeHead(404).end("Not here"));
+    try {
+      await assert.rejects(status({ port: await listening(other) }), { name: "AgentNotRunningError", message: /HTTP 404/ });
+    } finally {
+      other.close();
+    }
+    const evil = "https://evil.example";
+    await assert.rejects(connect({ port: agent.port, WebSocket: webSocketFrom(evil) }), (error) => {
+      assert.ok(error instanceof OriginNotAllowedError, String(error));
+      assert.deepEqual([error.status, error.origin, error.reason], [403, evil, `Origin ${evil} is not allowed`]);
+      return true;
+    });
   });
 });
