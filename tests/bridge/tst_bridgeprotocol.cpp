@@ -100,9 +100,8 @@ private slots:
         const QJsonValue id = QJsonDocument::fromJson(frame).object().value("id");
         QCOMPARE(answer.value("id"), id.isDouble() || id.isString() ? id : QJsonValue());
         const QList<QByteArray> words = expected.split(' ');
-        const QJsonObject error = answer.value("error").toObject();
-        QCOMPARE(error.value("number"), QJsonValue(words[1].toInt()));
-        const QString description = error.value("description").toString();
+        QCOMPARE(answer.value("error")["number"], QJsonValue(words[1].toInt()));
+        const QString description = answer.value("error")["description"].toString();
         QVERIFY2(description.startsWith(expected.mid(words[0].size() + words[1].size() + 2)),
                  qPrintable(description));
         QVERIFY(!answer.contains("result"));
@@ -138,13 +137,7 @@ private slots:
         row("empty", Variant(), "null", Variant());
         row("integer as long", Variant(qint16(-7)), "-7", Variant(qint32(-7)));
         row("whole double as long", Variant(3.0), "3", Variant(qint32(3)));
-        row("whole double beyond 32 bits", Variant(2147483648.0), "2147483648",
-            Variant(2147483648.0));
         row("nan is null", Variant(nan), "null", Variant());
-        row("infinity is null", Variant(-std::numeric_limits<double>::infinity()), "null",
-            Variant());
-        row("string", Variant(QStringLiteral("Ä \"q\" ✓")), "\"Ä \\\"q\\\" ✓\"",
-            Variant(QStringLiteral("Ä \"q\" ✓")));
         row("milliseconds", Variant(date), R"({"$date":"2024-02-29T08:05:01.250"})", Variant(date));
     }
     void valuesRoundTrip()

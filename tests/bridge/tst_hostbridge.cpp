@@ -1,6 +1,5 @@
-// The host bridge: the Host and Origin rules and plain answers as pure functions, then a
-// real server on port 0 with a fake automation object per connection, reached through raw
-// HTTP and real WebSocket clients.
+// The host bridge: its HTTP rules as a pure function, then a real server on port 0 with a
+// fake automation object per connection, reached through raw HTTP and WebSocket clients.
 
 #include "bridge/BridgeHttp.h"
 #include "bridge/BridgeProtocol.h"
@@ -12,7 +11,6 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
-#include <unistd.h>
 
 using namespace tarnaxe;
 using namespace tarnaxe::test;
@@ -80,9 +78,8 @@ private slots:
     {
         QFETCH(QByteArray, head);
         QFETCH(QByteArray, expected);
-        const std::optional<HttpRequestHead> parsed = parseRequestHead(head);
-        QVERIFY(parsed);
-        const HttpDecision decision = decideRequest(*parsed, kExtraOrigins, "{\"x\":1}");
+        const HttpDecision decision =
+            decideRequest(parseRequestHead(head).value(), kExtraOrigins, "{\"x\":1}");
         const QList<QByteArray> texts = expected.split(';');
         QCOMPARE(decision.upgrade, texts[0] == "101");
         if (decision.upgrade)
@@ -119,18 +116,14 @@ private slots:
         const quint16 port = m_bridge.start({});
         const HttpReply reply = httpExchange(port, request.split('|'));
         QCOMPARE(reply.status, status);
-        if (status == 101) {
-            QTRY_COMPARE(m_bridge.objects.size(), 1);
-            return;
-        }
-        QVERIFY(reply.closed);
+        QVERIFY(reply.closed || status == 101);
         if (status == 200)
             QCOMPARE(reply.body,
                      QByteArray(R"({"name":"TarnAxe","protocol":1,"version":"9.9.9"})"));
-        QCOMPARE(m_bridge.objects.size(), 0);
+        QCOMPARE(m_bridge.objects.size(), status == 101 ? 1 : 0);
         // Nothing is left behind that refuses the next, proper handshake.
         QCOMPARE(httpExchange(port, upgradeRequest("localhost", {})).status, 101);
-        QTRY_COMPARE(m_bridge.objects.size(), 1);
+        QTRY_COMPARE(m_bridge.objects.size(), status == 101 ? 2 : 1);
     }
 
     void callsAndEventsReachTheirOwnConnection()
@@ -139,11 +132,10 @@ private slots:
         BridgeClient first;
         BridgeClient second;
         QVERIFY(first.open(urlOf(port)) && second.open(urlOf(port)));
-        QCOMPARE(first.call("Caption", "put", {"mine"}),
-                 QJsonObject({{"id", 1}, {"result", QJsonValue::Null}}));
-        // Each page has its own object.
+        first.call("Caption", "put", {"mine"});
+        // Each page has its own object; an event raised in a call, and one raised on its own
+        // as a timer of the agent would, reach only the page of that object.
         QCOMPARE(second.call("Caption", "get").value("result"), QJsonValue(""));
-        // An event raised in a call, and one raised on its own as a timer of the agent would.
         first.call("Raise", "method", {"BUSY", "Saving"});
         emit m_bridge.objects[0]->eventRaised(QStringLiteral("PublishInfo"), {});
         QTRY_COMPARE(first.events.size(), 2);
@@ -159,13 +151,11 @@ private slots:
         const quint16 port = m_bridge.start({});
         BridgeClient client;
         QVERIFY(client.open(urlOf(port)));
-        QByteArray large = R"({"id":-1,"member":"Init"})";
-        large.insert(1, QByteArray(kMaxCallFrameBytes + 1 - large.size(), ' '));
-        // Calls 0 and 4 to 49 around frames that are none: text, binary and too large.
+        // Frames that are no call (text, binary, too large) among calls 0 and 4 to 49.
         client.sendText(R"({"id":0,"member":"Echo","args":[0]})");
         client.sendText("not json");
         client.socket().sendBinaryMessage(QByteArray("\x01\x02", 2));
-        client.sendText(large);
+        client.sendText(QByteArray(kMaxCallFrameBytes + 1, ' '));
         for (int i = 4; i < 50; ++i)
             client.sendText(R"({"id":)" + QByteArray::number(i) + R"(,"member":"Echo","args":[)" +
                             QByteArray::number(i) + "]}");
@@ -178,7 +168,6 @@ private slots:
                          : QJsonObject({{"id", i}, {"result", i}}));
         }
         QVERIFY(client.answers[2].value("error")["description"].toString().contains("Binary"));
-        QCOMPARE(client.socket().state(), QAbstractSocket::ConnectedState);
     }
 
     void openConnectionHasNoDeadline()
@@ -207,28 +196,6 @@ private slots:
         QTRY_VERIFY(objects[0].isNull() && objects[1].isNull());
         QCOMPARE(closed.count(), 2);
         QCOMPARE(m_bridge->connectionCount(), 0);
-    }
-
-    void systemdSocketIsRecognised()
-    {
-        const QByteArray self = QByteArray::number(::getpid());
-        // LISTEN_PID, LISTEN_FDS (empty: not set) and the descriptor to adopt.
-        const QList<std::tuple<QByteArray, QByteArray, int>> cases = {
-            {self, "1", 3},
-            {QByteArray::number(::getppid()), "1", -1},
-            {self, "0", -1},
-            {"x", "1", -1},
-            {{}, {}, -1}};
-        for (const auto& [pid, fds, expected] : cases) {
-            if (!pid.isEmpty()) {
-                qputenv("LISTEN_PID", pid);
-                qputenv("LISTEN_FDS", fds);
-            }
-            QCOMPARE(systemdListenFd(), expected);
-            // Never left for a child process to pick up.
-            QVERIFY(!qEnvironmentVariableIsSet("LISTEN_PID") &&
-                    !qEnvironmentVariableIsSet("LISTEN_FDS"));
-        }
     }
 
 private:

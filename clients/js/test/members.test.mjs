@@ -1,14 +1,20 @@
 // One page against the real agent: the generated members against its $describe, every kind
-// of member and value, IO's events, status(), and what a page is told when something fails.
+// of member and value, PublishInfo, status(), what a page is told when something fails, and
+// the npm package installed into an application.
 
 import assert from "node:assert/strict";
-import { readFile } from "node:fs/promises";
+import { execFile } from "node:child_process";
+import { mkdir, mkdtemp, readFile, rm, writeFile } from "node:fs/promises";
 import { createServer } from "node:http";
+import { tmpdir } from "node:os";
+import { join } from "node:path";
+import { promisify } from "node:util";
 import { after, before, describe, it } from "node:test";
+import * as client from "../src/index.js";
 import { connect, IOError, MEMBERS, OriginNotAllowedError, PROTOCOL_VERSION, status } from "../src/index.js";
 import { functionName } from "../src/mapping.js";
 import { readDescribe, render } from "../scripts/render.mjs";
-import { freePort, listening, startAgent, startUploadPages, waitFor, WebSocket, webSocketFrom } from "./support.mjs";
+import { freePort, listening, startAgent, waitFor, WebSocket, webSocketFrom } from "./support.mjs";
 
 const EXPORTS = "/srv/estimates/ems";
 // The page and the agent share a time zone away from UTC, as they share a machine.
@@ -34,7 +40,6 @@ describe("a page and the agent", { timeout: 60000 }, () => {
       assert.equal(source, expected[name], `src/${name} is stale: TARNAXE_PATH=.../tarnaxe npm run generate`);
     }
     assert.deepEqual(await io.describe(), live);
-    assert.equal(MEMBERS.length, live.members.length);
     for (const member of MEMBERS) assert.equal(io[functionName(member)].length, member.params.length);
   });
 
@@ -73,34 +78,18 @@ describe("a page and the agent", { timeout: 60000 }, () => {
 
   it("PublishInfo comes after Init, until its handler is removed", async () => {
     const first = [];
-    const second = [];
+    let second = 0;
     const onFirst = (...args) => first.push(args);
-    io.on("PublishInfo", onFirst).on("PublishInfo", (...args) => second.push(args));
+    io.on("PublishInfo", onFirst).on("PublishInfo", () => (second += 1));
     await io.Init();
     await waitFor(() => first.length >= 1, "PublishInfo");
     assert.deepEqual(first[0], []);
     io.off("PublishInfo", onFirst);
-    const seen = first.length;
-    const target = second.length + 2;
-    await waitFor(() => second.length >= target, "two more PublishInfo");
+    const [seen, target] = [first.length, second + 2];
+    await waitFor(() => second >= target, "two more PublishInfo");
     assert.equal(first.length, seen);
     io.off("PublishInfo");
     assert.throws(() => io.on("IOstatus", () => {}), /Unknown event "IOstatus"/);
-  });
-
-  it("IOStatus reports an upload from start to end", async () => {
-    const pages = await startUploadPages();
-    try {
-      const statuses = [];
-      io.on("IOStatus", (status, message) => statuses.push([status, message]));
-      assert.equal(await io.MoveFilesToServer("{ASSIGNMENT-1}", "{WORKER-1}", "3", pages.hostPort), true);
-      await waitFor(() => statuses.length >= 2, "the final IOStatus", 30000);
-      assert.deepEqual(statuses, [["BUSY", "Save Collected Information"], ["COMPLETE", "No Errors"]]);
-      assert.match(pages.requests[0], /GUID:\{ASSIGNMENT-1\}\t/);
-    } finally {
-      io.off("IOStatus");
-      await pages.close();
-    }
   });
 
   it("status() answers the agent's name, version and protocol; where none answers, it says which", async () => {
@@ -123,5 +112,29 @@ describe("a page and the agent", { timeout: 60000 }, () => {
       assert.deepEqual([error.status, error.origin, error.reason], [403, evil, `Origin ${evil} is not allowed`]);
       return true;
     });
+  });
+
+  it("is packed with its module, declarations and README only, installs offline and works", async () => {
+    const run = promisify(execFile);
+    const folder = await mkdtemp(join(tmpdir(), "tarnaxe-js-pack-"));
+    try {
+      const packing = await run("npm", ["pack", "--json", "--pack-destination", folder], { cwd: new URL("..", import.meta.url) });
+      const [packed] = JSON.parse(packing.stdout);
+      const files = packed.files.map((f) => f.path);
+      assert.ok(files.every((f) => /^(README\.md|package\.json|src\/\w+\.(js|d\.ts))$/.test(f)), String(files));
+      assert.ok(files.includes("src/index.d.ts"));
+      const app = join(folder, "app");
+      await mkdir(app);
+      await writeFile(join(app, "package.json"), JSON.stringify({ name: "app", private: true, type: "module" }));
+      await run("npm", ["install", "--offline", "--no-audit", "--no-fund", join(folder, packed.filename)], { cwd: app });
+      const main = `import * as client from "@tarnaxe/client";
+const answer = await client.status({ port: Number(process.argv[2]) });
+console.log(JSON.stringify({ exports: Object.keys(client).sort(), name: answer.name }));`;
+      await writeFile(join(app, "main.js"), main);
+      const { stdout } = await run(process.execPath, ["main.js", String(agent.port)], { cwd: app });
+      assert.deepEqual(JSON.parse(stdout), { exports: Object.keys(client).sort(), name: "TarnAxe" });
+    } finally {
+      await rm(folder, { recursive: true, force: true });
+    }
   });
 });
