@@ -11,8 +11,9 @@ const next = (io, event) => new Promise((resolve) => io.on(event, (...args) => r
 describe("a dropped connection", { timeout: 60000 }, () => {
   it("rejects every pending call at once and raises disconnected; with reconnect off, that is the end", async () => {
     const agent = await startAgent();
-    const io = await connect({ port: agent.port, WebSocket });
+    let io;
     try {
+      io = await connect({ port: agent.port, WebSocket });
       const drops = [];
       io.on("disconnected", (info) => drops.push(info));
       // SelectFile waits for its dialog, which nobody answers; Version waits behind it.
@@ -23,16 +24,16 @@ describe("a dropped connection", { timeout: 60000 }, () => {
       assert.equal(io.connected, false);
       await assert.rejects(io.Version(), DisconnectedError);
     } finally {
-      await io.close();
+      await io?.close();
       await agent.stop();
     }
   });
 
   it("backs off, reconnects to the agent started again, and calls Init again", async () => {
     const first = await startAgent();
-    let second;
-    const io = await connect({ port: first.port, WebSocket, reconnect: { initialDelayMs: 50, maxDelayMs: 200 } });
+    let io, second;
     try {
+      io = await connect({ port: first.port, WebSocket, reconnect: { initialDelayMs: 50, maxDelayMs: 200 } });
       let published = 0;
       io.on("PublishInfo", () => (published += 1));
       const attempts = [];
@@ -55,7 +56,7 @@ describe("a dropped connection", { timeout: 60000 }, () => {
       // The first connection is not retried: connect() fails as it is.
       await assert.rejects(connect({ port: await freePort(), WebSocket, reconnect: true }), AgentNotRunningError);
     } finally {
-      await io.close();
+      await io?.close();
       await first.stop();
       await second?.stop();
     }

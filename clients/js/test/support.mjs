@@ -1,16 +1,13 @@
 // What the client's tests share: the real agent, the ws package and a few waits.
 
 import { once } from "node:events";
-import { createServer as createTcpServer } from "node:net";
+import { createServer } from "node:net";
 
 export { startAgent } from "../scripts/agent-process.mjs";
 
-let ws;
-try {
-  ws = (await import("ws")).default;
-} catch {
+const ws = await import("ws").then((module) => module.default, () => {
   throw new Error("The tests need the ws package: run npm ci in clients/js");
-}
+});
 export const WebSocket = ws;
 
 // ws with an Origin header, as a page served from origin sends it.
@@ -29,7 +26,7 @@ export async function listening(server) {
 
 // A port on which nothing listens, for as long as nobody else takes it.
 export async function freePort() {
-  const server = createTcpServer();
+  const server = createServer();
   const port = await listening(server);
   server.close();
   await once(server, "close");
