@@ -30,34 +30,24 @@ put of a name that is also a get | {"id":1,"member":"Caption","kind":"put","args
 slot for member and kind | {"id":1,"slot":2,"args":["PrintDocs",4]} | {"id":1,"result":"PrintDocs#4"}
 slot with agreeing member | {"id":1,"slot":3,"member":"CAPTION","kind":"get"} | {"id":1,"result":""}
 string id | {"id":"c-7","member":"Init"} | {"id":"c-7","result":"OK"}
-fractional id | {"id":7.5,"member":"Init"} | {"id":7.5,"result":"OK"}
 int16 from text | {"id":1,"member":"Scale","args":[" 7 "]} | {"id":1,"result":7000}
 int16 rounds half to even | {"id":1,"member":"Scale","args":[2.5]} | {"id":1,"result":2000}
 int16 from true | {"id":1,"member":"Scale","args":[true]} | {"id":1,"result":-1000}
-int32 from double | {"id":1,"member":"Widen","args":[7.5]} | {"id":1,"result":8}
 boolean from text | {"id":1,"member":"Flip","args":["true"]} | {"id":1,"result":false}
-boolean from zero | {"id":1,"member":"Flip","args":[0]} | {"id":1,"result":true}
 string from boolean | {"id":1,"member":"Keep","args":[true]} | {"id":1,"result":null,"byref":["True"]}
-string from number | {"id":1,"member":"Keep","args":[2.5]} | {"id":1,"result":null,"byref":["2.5"]}
-string from null | {"id":1,"member":"Keep","args":[null]} | {"id":1,"result":null,"byref":[""]}
 string from date | {"id":1,"member":"Keep","args":[{"$date":"2007-03-15T00:00:00"}]} | {"id":1,"result":null,"byref":["3/15/2007"]}
 by-reference values after the call | {"id":1,"member":"Swap","args":[1,"b"]} | {"id":1,"result":null,"byref":["b",1]}
 get of a method | {"id":1,"member":"Init","kind":"get"} | error 438 Object doesn't support this property or method
 put of a get-only property | {"id":1,"member":"TheNameOf","kind":"put","args":["a",1,"b"]} | error 438
 unknown member | {"id":1,"member":"Launch"} | error 438
-unknown slot | {"id":1,"slot":99} | error 438
 slot and member disagree | {"id":1,"slot":1,"member":"Fail"} | error 438
 too few arguments | {"id":1,"member":"TheNameOf","args":["Photos"]} | error 450 Wrong number of arguments or invalid property assignment
-too many arguments | {"id":1,"member":"Init","args":[1]} | error 450
 put without its value | {"id":1,"member":"Caption","kind":"put"} | error 450
 text for an int16 | {"id":1,"member":"Scale","args":["abc"]} | error 13 Type mismatch
 int16 overflow | {"id":1,"member":"Scale","args":[40000]} | error 6 Overflow
-int32 overflow | {"id":1,"member":"Widen","args":[3e9]} | error 6
 text that is no boolean | {"id":1,"member":"Flip","args":["yes"]} | error 13
 array | {"id":1,"member":"Echo","args":[[1]]} | error 13
-plain object | {"id":1,"member":"Echo","args":[{"a":1}]} | error 13
 date not a date | {"id":1,"member":"Echo","args":[{"$date":"15.03.2007"}]} | error 13
-date with another key | {"id":1,"member":"Echo","args":[{"$date":"2007-03-15T00:00:00","x":1}]} | error 13
 automation error of the member | {"id":"f","member":"Fail"} | error 5 Invalid procedure call or argument
 exception of the member | {"id":1,"member":"Explode"} | error -1 disk on fire
 not JSON | {"id":1, | error -1 Frame is not valid JSON
@@ -110,9 +100,8 @@ private slots:
         const QJsonValue id = QJsonDocument::fromJson(frame).object().value("id");
         QCOMPARE(answer.value("id"), id.isDouble() || id.isString() ? id : QJsonValue());
         const QList<QByteArray> words = expected.split(' ');
-        const QJsonObject error = answer.value("error").toObject();
-        QCOMPARE(error.value("number"), QJsonValue(words[1].toInt()));
-        const QString description = error.value("description").toString();
+        QCOMPARE(answer.value("error")["number"], QJsonValue(words[1].toInt()));
+        const QString description = answer.value("error")["description"].toString();
         QVERIFY2(description.startsWith(expected.mid(words[0].size() + words[1].size() + 2)),
                  qPrintable(description));
         QVERIFY(!answer.contains("result"));
@@ -133,55 +122,23 @@ private slots:
         QCOMPARE(target.callCount(), 1);
     }
 
-    void describeListsMembersInSlotOrderAndEvents()
-    {
-        FakeDispatchable target;
-        const QJsonObject answer = call(target, R"({"id":"d","member":"$describe"})");
-        const QJsonObject description = answer.value("result").toObject();
-        const QJsonArray members = description.value("members").toArray();
-        QCOMPARE(members.size(), target.members().size());
-        for (qsizetype i = 0; i < members.size(); ++i)
-            QCOMPARE(members[i].toObject().value("slot"), QJsonValue(int(i + 1)));
-        QCOMPARE(members[FakeDispatchable::Swap - 1].toObject(),
-                 QJsonDocument::fromJson(R"({"slot":8,"name":"Swap","kind":"method","result":"",
-                     "params":[{"name":"vA","type":"variant","byref":true},
-                               {"name":"vB","type":"variant","byref":true}]})")
-                     .object());
-        QCOMPARE(members[FakeDispatchable::CaptionPut - 1].toObject().value("kind"),
-                 QJsonValue("put"));
-        QCOMPARE(members[FakeDispatchable::Scale - 1].toObject().value("params")[0]["type"],
-                 QJsonValue("int16"));
-        QCOMPARE(description.value("events"),
-                 QJsonDocument::fromJson(R"([{"name":"PublishInfo","params":[]},
-                     {"name":"IOStatus","params":["sStatus","sMessage"]}])")
-                     .array());
-    }
-
+    // Values of the agent as the page gets them, and back.
     void valuesRoundTrip_data()
     {
         QTest::addColumn<Variant>("value");
         QTest::addColumn<QByteArray>("json");
         QTest::addColumn<Variant>("decoded");
-        const double inf = std::numeric_limits<double>::infinity();
-        QTest::newRow("empty") << Variant() << QByteArray("null") << Variant();
-        QTest::newRow("integer as long")
-            << Variant(qint16(-7)) << QByteArray("-7") << Variant(qint32(-7));
-        QTest::newRow("long min") << Variant(qint32(-2147483647 - 1)) << QByteArray("-2147483648")
-                                  << Variant(qint32(-2147483647 - 1));
-        QTest::newRow("whole double as long")
-            << Variant(3.0) << QByteArray("3") << Variant(qint32(3));
-        QTest::newRow("whole double beyond 32 bits")
-            << Variant(2147483648.0) << QByteArray("2147483648") << Variant(2147483648.0);
-        QTest::newRow("small double") << Variant(1e-9) << QByteArray("1e-09") << Variant(1e-9);
-        QTest::newRow("nan is null")
-            << Variant(std::numeric_limits<double>::quiet_NaN()) << QByteArray("null") << Variant();
-        QTest::newRow("infinity is null") << Variant(-inf) << QByteArray("null") << Variant();
-        QTest::newRow("string") << Variant(QStringLiteral("Ä \"q\" ✓"))
-                                << QByteArray("\"Ä \\\"q\\\" ✓\"")
-                                << Variant(QStringLiteral("Ä \"q\" ✓"));
-        QTest::newRow("milliseconds") << Variant(local(2024, 2, 29, 8, 5, 1, 250))
-                                      << QByteArray(R"({"$date":"2024-02-29T08:05:01.250"})")
-                                      << Variant(local(2024, 2, 29, 8, 5, 1, 250));
+        auto row = [](const char* name, const Variant& value, const char* json,
+                      const Variant& decoded) {
+            QTest::newRow(name) << value << QByteArray(json) << decoded;
+        };
+        const double nan = std::numeric_limits<double>::quiet_NaN();
+        const QDateTime date = local(2024, 2, 29, 8, 5, 1, 250);
+        row("empty", Variant(), "null", Variant());
+        row("integer as long", Variant(qint16(-7)), "-7", Variant(qint32(-7)));
+        row("whole double as long", Variant(3.0), "3", Variant(qint32(3)));
+        row("nan is null", Variant(nan), "null", Variant());
+        row("milliseconds", Variant(date), R"({"$date":"2024-02-29T08:05:01.250"})", Variant(date));
     }
     void valuesRoundTrip()
     {

@@ -1,6 +1,5 @@
-// The host bridge: the Host and Origin rules and plain answers as pure functions, then a
-// real server on port 0 with a fake automation object per connection, reached through raw
-// HTTP and real WebSocket clients.
+// The host bridge: its HTTP rules as a pure function, then a real server on port 0 with a
+// fake automation object per connection, reached through raw HTTP and WebSocket clients.
 
 #include "bridge/BridgeHttp.h"
 #include "bridge/BridgeProtocol.h"
@@ -10,13 +9,8 @@
 #include "support/RawHttp.h"
 
 #include <QSignalSpy>
-#include <QTcpServer>
 #include <QTest>
 #include <QTimer>
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 using namespace tarnaxe;
 using namespace tarnaxe::test;
@@ -30,7 +24,12 @@ const QStringList kExtraOrigins = {QStringLiteral("HTTPS://Claims.Example.com"),
 // the status (101: handed to the WebSocket server); texts in the answer ("!": not in it)
 const QByteArray kRequests = R"(
 upgrade without origin | WS; Host: 127.0.0.1:9 | 101
-upgrade from a loopback page | WS; Host: [::1]:9; Origin: http://localhost:3000 | 101
+upgrade from a loopback page | WS; Host: [::1]:9; Origin: HTTP://LOCALHOST:3000 | 101
+upgrade to a LAN address | WS; Host: 192.168.1.10:9 | 403; Host 192.168.1.10:9 is not a loopback name
+upgrade to a bracketed IPv4 address | WS; Host: [127.0.0.1] | 403
+upgrade from an http page of an https site | WS; Host: localhost; Origin: http://claims.example.com | 403
+upgrade from a subdomain | WS; Host: localhost; Origin: https://x.claims.example.com | 403
+upgrade from a page with a path | WS; Host: localhost; Origin: http://localhost/page | 403
 upgrade from a configured page | WS; Host: localhost; Origin: http://intranet.example:8080 | 101
 upgrade from a foreign page | WS; Host: localhost; Origin: https://evil.example | 403; Origin https://evil.example is not allowed
 upgrade to a rebound name | WS; Host: 127.0.0.1.evil.example:9 | 403; Host 127.0.0.1.evil.example:9 is not a loopback name
@@ -62,48 +61,6 @@ class TestHostBridge : public QObject {
 private slots:
     void cleanup() { m_bridge.reset(); }
 
-    void loopbackHosts_data()
-    {
-        QTest::addColumn<QByteArray>("host");
-        QTest::addColumn<bool>("loopback");
-        for (const char* host : {"localhost", "LocalHost:29170", "127.0.0.1:29170", "127.3.2.1",
-                                 "[::1]", "[::1]:29170"})
-            QTest::newRow(host) << QByteArray(host) << true;
-        for (const char* host : {"::1", "[127.0.0.1]", "evil.example", "127.0.0.1.evil.example",
-                                 "localhost.evil.example", "192.168.1.10:29170", "0.0.0.0",
-                                 "127.0.0.1:http", "[::1]x", ""})
-            QTest::newRow(host) << QByteArray(host) << false;
-    }
-    void loopbackHosts()
-    {
-        QFETCH(QByteArray, host);
-        QFETCH(bool, loopback);
-        QCOMPARE(isLoopbackHost(host), loopback);
-    }
-
-    void allowedOrigins_data()
-    {
-        QTest::addColumn<QString>("origin");
-        QTest::addColumn<bool>("allowed");
-        for (const char* origin :
-             {"http://localhost", "http://127.0.0.1:8080", "http://[::1]:3000",
-              "HTTP://LOCALHOST:1", "https://CLAIMS.example.com", "https://claims.example.com:443",
-              "http://intranet.example:8080"})
-            QTest::newRow(origin) << QString::fromLatin1(origin) << true;
-        for (const char* origin :
-             {"https://localhost", "http://claims.example.com", "https://claims.example.com:8443",
-              "http://intranet.example", "https://x.claims.example.com", "https://evil.example",
-              "http://localhost.evil.example", "null", "", "http://localhost/page",
-              "http://user@localhost"})
-            QTest::newRow(origin) << QString::fromLatin1(origin) << false;
-    }
-    void allowedOrigins()
-    {
-        QFETCH(QString, origin);
-        QFETCH(bool, allowed);
-        QCOMPARE(isOriginAllowed(origin, kExtraOrigins), allowed);
-    }
-
     void decisions_data()
     {
         QTest::addColumn<QByteArray>("head");
@@ -121,9 +78,8 @@ private slots:
     {
         QFETCH(QByteArray, head);
         QFETCH(QByteArray, expected);
-        const std::optional<HttpRequestHead> parsed = parseRequestHead(head);
-        QVERIFY(parsed);
-        const HttpDecision decision = decideRequest(*parsed, kExtraOrigins, "{\"x\":1}");
+        const HttpDecision decision =
+            decideRequest(parseRequestHead(head).value(), kExtraOrigins, "{\"x\":1}");
         const QList<QByteArray> texts = expected.split(';');
         QCOMPARE(decision.upgrade, texts[0] == "101");
         if (decision.upgrade)
@@ -160,43 +116,31 @@ private slots:
         const quint16 port = m_bridge.start({});
         const HttpReply reply = httpExchange(port, request.split('|'));
         QCOMPARE(reply.status, status);
-        if (status == 101) {
-            QTRY_COMPARE(m_bridge.objects.size(), 1);
-            return;
-        }
-        QVERIFY(reply.closed);
+        QVERIFY(reply.closed || status == 101);
         if (status == 200)
             QCOMPARE(reply.body,
                      QByteArray(R"({"name":"TarnAxe","protocol":1,"version":"9.9.9"})"));
-        QCOMPARE(m_bridge.objects.size(), 0);
+        QCOMPARE(m_bridge.objects.size(), status == 101 ? 1 : 0);
         // Nothing is left behind that refuses the next, proper handshake.
         QCOMPARE(httpExchange(port, upgradeRequest("localhost", {})).status, 101);
-        QTRY_COMPARE(m_bridge.objects.size(), 1);
+        QTRY_COMPARE(m_bridge.objects.size(), status == 101 ? 2 : 1);
     }
 
     void callsAndEventsReachTheirOwnConnection()
     {
         const quint16 port = m_bridge.start({});
-        QSignalSpy opened(m_bridge.get(), &HostBridge::connectionOpened);
         BridgeClient first;
         BridgeClient second;
-        QVERIFY(first.open(urlOf(port)));
-        QVERIFY(second.open(urlOf(port)));
-        QTRY_COMPARE(opened.count(), 2);
-        QCOMPARE(m_bridge->connectionCount(), 2);
-        QCOMPARE(first.call("Caption", "put", {"mine"}),
-                 QJsonObject({{"id", 1}, {"result", QJsonValue::Null}}));
-        QCOMPARE(first.call("Caption", "get").value("result"), QJsonValue("mine"));
-        // Each page has its own object.
+        QVERIFY(first.open(urlOf(port)) && second.open(urlOf(port)));
+        first.call("Caption", "put", {"mine"});
+        // Each page has its own object; an event raised in a call, and one raised on its own
+        // as a timer of the agent would, reach only the page of that object.
         QCOMPARE(second.call("Caption", "get").value("result"), QJsonValue(""));
-
-        // An event raised in a call, and one raised on its own as a timer of the agent would.
-        first.call("Raise", "method", {"BUSY", "Save Collected Information"});
+        first.call("Raise", "method", {"BUSY", "Saving"});
         emit m_bridge.objects[0]->eventRaised(QStringLiteral("PublishInfo"), {});
         QTRY_COMPARE(first.events.size(), 2);
         QCOMPARE(first.events[0],
-                 QJsonObject({{"event", "IOStatus"},
-                              {"args", QJsonArray{"BUSY", "Save Collected Information"}}}));
+                 QJsonObject({{"event", "IOStatus"}, {"args", QJsonArray{"BUSY", "Saving"}}}));
         QCOMPARE(first.events[1], QJsonObject({{"event", "PublishInfo"}, {"args", QJsonArray()}}));
         QCOMPARE(second.call("Init").value("result"), QJsonValue("OK"));
         QVERIFY(second.events.isEmpty());
@@ -207,32 +151,23 @@ private slots:
         const quint16 port = m_bridge.start({});
         BridgeClient client;
         QVERIFY(client.open(urlOf(port)));
-        QByteArray large = R"({"id":-1,"member":"Init"})";
-        large.insert(1, QByteArray(kMaxCallFrameBytes + 1 - large.size(), ' '));
-        constexpr int calls = 500;
-        for (int i = 0; i < calls; ++i) {
-            if (i % 100 == 1)
-                client.sendText("not json");
-            else if (i % 100 == 2)
-                client.socket().sendBinaryMessage(QByteArray("\x01\x02", 2));
-            else if (i == 3)
-                client.sendText(large);
-            else
-                client.sendText(R"({"id":)" + QByteArray::number(i) +
-                                R"(,"member":"Echo","args":[)" + QByteArray::number(i) + "]}");
-        }
-        QTRY_COMPARE_WITH_TIMEOUT(client.answers.size(), calls, 30000);
-        for (int i = 0; i < calls; ++i) {
-            const QJsonObject answer = client.answers[i];
-            if (i % 100 == 1 || i % 100 == 2 || i == 3) {
-                QCOMPARE(answer.value("id"), QJsonValue(QJsonValue::Null));
-                QCOMPARE(answer.value("error")["number"], QJsonValue(-1));
-            } else {
-                QCOMPARE(answer, QJsonObject({{"id", i}, {"result", i}}));
-            }
+        // Frames that are no call (text, binary, too large) among calls 0 and 4 to 49.
+        client.sendText(R"({"id":0,"member":"Echo","args":[0]})");
+        client.sendText("not json");
+        client.socket().sendBinaryMessage(QByteArray("\x01\x02", 2));
+        client.sendText(QByteArray(kMaxCallFrameBytes + 1, ' '));
+        for (int i = 4; i < 50; ++i)
+            client.sendText(R"({"id":)" + QByteArray::number(i) + R"(,"member":"Echo","args":[)" +
+                            QByteArray::number(i) + "]}");
+        QTRY_COMPARE(client.answers.size(), 50);
+        for (int i = 0; i < 50; ++i) {
+            const QJsonObject error = client.answers[i].value("error").toObject();
+            QCOMPARE(client.answers[i],
+                     i >= 1 && i <= 3 && error.value("number") == -1
+                         ? QJsonObject({{"id", QJsonValue::Null}, {"error", error}})
+                         : QJsonObject({{"id", i}, {"result", i}}));
         }
         QVERIFY(client.answers[2].value("error")["description"].toString().contains("Binary"));
-        QCOMPARE(client.socket().state(), QAbstractSocket::ConnectedState);
     }
 
     void openConnectionHasNoDeadline()
@@ -245,119 +180,22 @@ private slots:
         QTRY_COMPARE(m_bridge.objects.size(), 1);
         for (const QTimer* timer : m_bridge->findChildren<QTimer*>())
             QVERIFY2(!timer->isActive(), qPrintable(timer->objectName()));
-        QCOMPARE(client.call("Init").value("result"), QJsonValue("OK"));
     }
 
-    void objectIsDestroyedWhenConnectionCloses_data()
-    {
-        QTest::addColumn<bool>("abort");
-        QTest::newRow("closing handshake") << false;
-        QTest::newRow("dropped socket") << true;
-    }
     void objectIsDestroyedWhenConnectionCloses()
     {
-        QFETCH(bool, abort);
         const quint16 port = m_bridge.start({});
         QSignalSpy closed(m_bridge.get(), &HostBridge::connectionClosed);
-        BridgeClient client;
-        QVERIFY(client.open(urlOf(port)));
-        QTRY_COMPARE(m_bridge.objects.size(), 1);
-        const QPointer<FakeDispatchable> object = m_bridge.objects[0];
-        if (abort)
-            client.socket().abort();
-        else
-            client.close();
-        QTRY_VERIFY(object.isNull());
-        QCOMPARE(closed.count(), 1);
-        QCOMPARE(m_bridge->connectionCount(), 0);
-    }
-
-    void connectionDroppedDuringNestedLoopKeepsObjectUntilCallReturns()
-    {
-        const quint16 port = m_bridge.start({});
-        QSignalSpy closed(m_bridge.get(), &HostBridge::connectionClosed);
+        BridgeClient closing;
         BridgeClient dropped;
-        QVERIFY(dropped.open(urlOf(port)));
-        QTRY_COMPARE(m_bridge.objects.size(), 1);
-        const QPointer<FakeDispatchable> object = m_bridge.objects[0];
-
-        // What happens while the call sits in its nested loop, as under a modal dialog.
-        BridgeClient other;
-        bool scenarioDone = false;
-        object->whileWaiting = [&] {
-            dropped.socket().abort();
-            QTRY_COMPARE(closed.count(), 1);
-            QTest::qWait(50); // room for any deferred deletion to run
-            QVERIFY2(object, "object destroyed under its running call");
-            QVERIFY(object->isWaiting());
-            QVERIFY(other.open(urlOf(port)));
-            QCOMPARE(other.call("Init").value("result"), QJsonValue("OK"));
-            scenarioDone = true;
-        };
-        dropped.sendText(R"({"id":1,"member":"Wait"})");
-        QTRY_VERIFY(scenarioDone);
-        QTRY_VERIFY(object.isNull());
-        QCOMPARE(m_bridge->connectionCount(), 1);
-        QCOMPARE(other.call("Init").value("result"), QJsonValue("OK"));
-    }
-
-    void listenNamesThePortThatIsTaken()
-    {
-        QTcpServer holder;
-        QVERIFY(holder.listen(QHostAddress::LocalHost, 0));
-        HostBridgeOptions options;
-        options.port = holder.serverPort();
-        HostBridge bridge(options, [] { return std::make_unique<FakeDispatchable>(); });
-        QString error;
-        QVERIFY(!bridge.listen(&error));
-        QCOMPARE(error, QStringLiteral("port %1 is already in use").arg(holder.serverPort()));
-    }
-
-    void adoptsAnInheritedListeningSocket()
-    {
-        const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof(address);
-        QCOMPARE(::bind(fd, reinterpret_cast<sockaddr*>(&address), length), 0);
-        QCOMPARE(::listen(fd, 16), 0);
-        QCOMPARE(::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length), 0);
-        HostBridgeOptions options;
-        options.listenFd = fd;
-        const quint16 port = m_bridge.start(options);
-        QCOMPARE(port, ntohs(address.sin_port));
-        BridgeClient client;
-        QVERIFY(client.open(urlOf(port)));
-        QCOMPARE(client.call("Init").value("result"), QJsonValue("OK"));
-    }
-
-    void systemdSocketIsRecognised_data()
-    {
-        QTest::addColumn<QByteArray>("pid");
-        QTest::addColumn<QByteArray>("fds");
-        QTest::addColumn<int>("expected");
-        const QByteArray self = QByteArray::number(::getpid());
-        QTest::newRow("ours") << self << QByteArray("1") << 3;
-        QTest::newRow("ours, several") << self << QByteArray("2") << 3;
-        QTest::newRow("our parent's") << QByteArray::number(::getppid()) << QByteArray("1") << -1;
-        QTest::newRow("no sockets") << self << QByteArray("0") << -1;
-        QTest::newRow("garbage") << QByteArray("x") << QByteArray("1") << -1;
-        QTest::newRow("not activated") << QByteArray() << QByteArray() << -1;
-    }
-    void systemdSocketIsRecognised()
-    {
-        QFETCH(QByteArray, pid);
-        QFETCH(QByteArray, fds);
-        QFETCH(int, expected);
-        if (!pid.isEmpty()) {
-            qputenv("LISTEN_PID", pid);
-            qputenv("LISTEN_FDS", fds);
-        }
-        QCOMPARE(systemdListenFd(), expected);
-        // Never left for a child process to pick up.
-        QVERIFY(!qEnvironmentVariableIsSet("LISTEN_PID"));
-        QVERIFY(!qEnvironmentVariableIsSet("LISTEN_FDS"));
+        QVERIFY(closing.open(urlOf(port)) && dropped.open(urlOf(port)));
+        QTRY_COMPARE(m_bridge.objects.size(), 2);
+        const QList<QPointer<FakeDispatchable>> objects = m_bridge.objects;
+        closing.close();
+        dropped.socket().abort();
+        QTRY_VERIFY(objects[0].isNull() && objects[1].isNull());
+        QCOMPARE(closed.count(), 2);
+        QCOMPARE(m_bridge->connectionCount(), 0);
     }
 
 private:

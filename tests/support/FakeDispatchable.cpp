@@ -1,7 +1,5 @@
 #include "support/FakeDispatchable.h"
 
-#include <QEventLoop>
-#include <QTimer>
 #include <stdexcept>
 
 namespace tarnaxe::test {
@@ -44,7 +42,6 @@ const QList<MemberInfo> kMembers = {
            {param("vValue", ParamType::Variant)}, "variant"),
     member(FakeDispatchable::Raise, "Raise", MemberKind::Method,
            {param("sStatus", ParamType::String), param("sMessage", ParamType::String)}, ""),
-    member(FakeDispatchable::Wait, "Wait", MemberKind::Method, {}, ""),
 };
 
 const QList<EventInfo> kEvents = {
@@ -64,11 +61,6 @@ const QList<MemberInfo>& FakeDispatchable::members() const
 const QList<EventInfo>& FakeDispatchable::events() const
 {
     return kEvents;
-}
-
-void FakeDispatchable::release()
-{
-    emit released();
 }
 
 CallResult FakeDispatchable::invoke(int slot, QList<Variant> args)
@@ -103,21 +95,6 @@ CallResult FakeDispatchable::invoke(int slot, QList<Variant> args)
     case Raise:
         emit eventRaised(QStringLiteral("IOStatus"), {args[0], args[1]});
         return {};
-    case Wait: {
-        QEventLoop loop;
-        connect(this, &FakeDispatchable::released, &loop, &QEventLoop::quit);
-        // A test that goes wrong inside the loop must not hang the whole run.
-        QTimer::singleShot(60000, &loop, &QEventLoop::quit);
-        QTimer::singleShot(0, &loop, [this] {
-            if (whileWaiting)
-                whileWaiting();
-            release();
-        });
-        m_waiting = true;
-        loop.exec();
-        m_waiting = false;
-        return {QStringLiteral("done"), {}};
-    }
     }
     throw AutomationError::notSupported();
 }

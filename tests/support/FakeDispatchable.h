@@ -1,11 +1,9 @@
 #pragma once
 // A small automation object for host bridge tests: one member of each shape the bridge
-// must serve (gets, a put, converted and by-reference parameters, failures, a member that
-// runs a nested event loop), and a count of the calls it ran.
+// must serve (gets, a put, converted and by-reference parameters, failures), and a count
+// of the calls it ran.
 
 #include "bridge/Dispatch.h"
-
-#include <functional>
 
 namespace tarnaxe::test {
 
@@ -26,7 +24,6 @@ public:
         Explode,    // method: throws std::runtime_error("disk on fire")
         Echo,       // method (vValue variant) -> vValue
         Raise,      // method (sStatus string, sMessage string): raises IOStatus
-        Wait,       // method: runs a nested event loop until release()
     };
 
     explicit FakeDispatchable(QObject* parent = nullptr);
@@ -36,20 +33,11 @@ public:
     CallResult invoke(int slot, QList<Variant> args) override;
 
     int callCount() const { return m_callCount; }
-    bool isWaiting() const { return m_waiting; }
 
-    // Runs inside Wait's nested event loop, as the code of a modal dialog would; the loop
-    // ends when it returns (or on release()).
-    std::function<void()> whileWaiting;
-    void release();
-
-signals:
-    void released();
 
 private:
     QString m_caption;
     int m_callCount = 0;
-    bool m_waiting = false;
 };
 
 } // namespace tarnaxe::test

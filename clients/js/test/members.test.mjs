@@ -1,17 +1,26 @@
-// Every kind of member through the client against the real agent: methods, property gets
-// with and without index arguments, property puts, arguments by reference, the values they
-// carry, and IO's events: PublishInfo once the page has called Init, IOStatus from an upload.
+// One page against the real agent: the generated members against its $describe, every kind
+// of member and value, PublishInfo, status(), what a page is told when something fails, and
+// the npm package installed into an application.
 
 import assert from "node:assert/strict";
+import { execFile } from "node:child_process";
+import { mkdir, mkdtemp, readFile, rm, writeFile } from "node:fs/promises";
+import { createServer } from "node:http";
+import { tmpdir } from "node:os";
+import { join } from "node:path";
+import { promisify } from "node:util";
 import { after, before, describe, it } from "node:test";
-import { connect } from "../src/index.js";
-import { agentVersion, startAgent, startUploadPages, waitFor, WebSocket } from "./support.mjs";
+import * as client from "../src/index.js";
+import { connect, IOError, MEMBERS, OriginNotAllowedError, PROTOCOL_VERSION, status } from "../src/index.js";
+import { functionName } from "../src/mapping.js";
+import { readDescribe, render } from "../scripts/render.mjs";
+import { freePort, listening, startAgent, waitFor, WebSocket, webSocketFrom } from "./support.mjs";
 
-const EXPORTS = "/srv/estimates/ccc";
+const EXPORTS = "/srv/estimates/ems";
 // The page and the agent share a time zone away from UTC, as they share a machine.
 process.env.TZ = "America/New_York";
 
-describe("members and events", { timeout: 60000 }, () => {
+describe("a page and the agent", { timeout: 60000 }, () => {
   let agent;
   let io;
   before(async () => {
@@ -23,94 +32,109 @@ describe("members and events", { timeout: 60000 }, () => {
     await agent?.stop();
   });
 
-  it("calls methods and reads gets, with and without index arguments", async () => {
+  it("has one function per member the live agent describes, as generated", async () => {
+    const live = await readDescribe(agent.url);
+    const expected = render(live);
+    for (const name of ["members.js", "members.d.ts"]) {
+      const source = await readFile(new URL(`../src/${name}`, import.meta.url), "utf8");
+      assert.equal(source, expected[name], `src/${name} is stale: TARNAXE_PATH=.../tarnaxe npm run generate`);
+    }
+    assert.deepEqual(await io.describe(), live);
+    for (const member of MEMBERS) assert.equal(io[functionName(member)].length, member.params.length);
+  });
+
+  it("calls methods, gets with and without index arguments, and puts with the value last", async () => {
     assert.equal(await io.Init(), undefined);
     assert.equal(await io.CommandStatus(), "OK");
-    assert.equal(await io.Version(), await agentVersion());
     assert.equal(await io.ProcessID(), agent.pid);
-    assert.equal(await io.HasEMSExport(), true);
     assert.equal(await io.EstimatePath(2), EXPORTS);
-    assert.equal(await io.TheNameOf("Photos", 1), "<bad photo number>");
     // Any member by name; a method call reaches a property get, as scripting hosts call them.
     assert.equal(await io.call("TheCountOf", ["Files"]), 0);
-  });
-
-  it("assigns property puts, the value last", async () => {
     assert.equal(await io.setScaleFactor(64000), undefined);
     assert.equal(await io.ScaleFactor(), 64000);
-    // The index goes where the index is expected: a text there is a type mismatch, while
-    // any value is taken for the caption.
-    assert.equal(await io.setTheCaptionOf("Files", 1, "abc"), undefined);
-    await assert.rejects(io.setTheCaptionOf("Files", "abc", "Front"), { number: 13 });
   });
 
-  it("resolves arguments by reference to named fields", async () => {
-    const info = await io.GetBasicEstimateInfo("/tmp/none.txt");
-    const error = "<error>";
-    assert.deepEqual(info, {
-      result: undefined,
-      vFile: "/tmp/none.txt",
-      vVehicle: error,
-      vClaimNo: error,
-      vPolicyNo: error,
-      vInsured: error,
-      vEstimateID: "",
-      vSuppNo: "",
-      vOwner: error,
-    });
-    // Given in full, as pages written for the original object pass them.
-    assert.deepEqual(await io.GetBasicEstimateInfo("/tmp/none.txt", 1, 2, 3, 4, 5, 6, 7), info);
-  });
-
-  it("carries every kind of value there and back, and refuses what it cannot", async () => {
+  it("resolves arguments by reference to named fields and carries every kind of value", async () => {
+    const e = "<error>";
+    const info = { result: undefined, vFile: "/tmp/none.txt", vVehicle: e, vClaimNo: e, vPolicyNo: e, vInsured: e };
+    assert.deepEqual(await io.GetBasicEstimateInfo("/tmp/none.txt"), { ...info, vEstimateID: "", vSuppNo: "", vOwner: e });
     // vFile comes back as it was sent unless it names an envelope.
-    const dates = [new Date(2007, 2, 15), new Date(1999, 11, 31, 23, 59, 59, 7), new Date(1900, 0, 1, 6, 30)];
-    for (const value of [null, true, 0, -7, 2147483647, 2.5, 2 ** 40, "", "Grüße €", "x".repeat(5000), ...dates]) {
-      const { vFile } = await io.GetBasicEstimateInfo(value);
-      assert.deepEqual(vFile, value, `value ${String(value).slice(0, 30)}`);
-    }
-    assert.equal((await io.GetBasicEstimateInfo(undefined)).vFile, null);
-    for (const value of [{}, Number.NaN, new Date("not a date"), 10n])
-      await assert.rejects(io.TheCountOf(value), TypeError);
-    assert.equal(await io.TheCountOf("Photos"), 0);
+    const dates = [new Date(2007, 2, 15), new Date(1999, 11, 31, 23, 59, 59, 7)];
+    for (const value of [null, true, -7, 2147483647, 2.5, 2 ** 40, "Grüße €", ...dates])
+      assert.deepEqual((await io.GetBasicEstimateInfo(value)).vFile, value, String(value));
+    for (const value of [{}, Number.NaN, new Date("not a date"), 10n]) await assert.rejects(io.TheCountOf(value), TypeError);
+  });
+
+  it("rejects an automation error of a member as an IOError with its number", async () => {
+    await assert.rejects(io.TheNameOf("Files", "abc"), (error) => {
+      assert.ok(error instanceof IOError, String(error));
+      assert.deepEqual([error.number, error.description, error.member], [13, "Type mismatch", "TheNameOf"]);
+      assert.equal(error.message, "TheNameOf: Type mismatch (13)");
+      return true;
+    });
+    // Arguments by reference may be left out at the end, not added.
+    await assert.rejects(io.GetBasicEstimateInfo(1, 2, 3, 4, 5, 6, 7, 8, 9), { number: 450, member: "GetBasicEstimateInfo" });
   });
 
   it("PublishInfo comes after Init, until its handler is removed", async () => {
     const first = [];
-    const second = [];
+    let second = 0;
     const onFirst = (...args) => first.push(args);
-    io.on("PublishInfo", onFirst).on("PublishInfo", (...args) => second.push(args));
+    io.on("PublishInfo", onFirst).on("PublishInfo", () => (second += 1));
     await io.Init();
-    await waitFor(() => first.length >= 1, 5000, "PublishInfo");
+    await waitFor(() => first.length >= 1, "PublishInfo");
     assert.deepEqual(first[0], []);
-
     io.off("PublishInfo", onFirst);
-    const seen = first.length;
-    const target = second.length + 2;
-    await waitFor(() => second.length >= target, 5000, "two more PublishInfo");
+    const [seen, target] = [first.length, second + 2];
+    await waitFor(() => second >= target, "two more PublishInfo");
     assert.equal(first.length, seen);
     io.off("PublishInfo");
     assert.throws(() => io.on("IOstatus", () => {}), /Unknown event "IOstatus"/);
-    assert.throws(() => io.on("PublishInfo", "not a function"), TypeError);
   });
 
-  it("IOStatus reports an upload from start to end", async () => {
-    const pages = await startUploadPages();
+  it("status() answers the agent's name, version and protocol; where none answers, it says which", async () => {
+    const answer = { name: "TarnAxe", version: await io.Version(), protocol: PROTOCOL_VERSION };
+    assert.deepEqual(await status({ port: agent.port }), answer);
+    assert.deepEqual(await status({ url: agent.url }), answer);
+    await assert.rejects(status({ port: 70000 }), TypeError);
+    const port = await freePort();
+    await assert.rejects(status({ port }), { name: "AgentNotRunningError", url: `http://127.0.0.1:${port}/status` });
+    await assert.rejects(connect({ port, WebSocket }), { name: "AgentNotRunningError", url: `ws://127.0.0.1:${port}/` });
+    const other = createServer((request, response) => response.writeHead(404).end("Not here"));
     try {
-      const statuses = [];
-      io.on("IOStatus", (status, message) => statuses.push([status, message]));
-      assert.equal(await io.MoveFilesToServer("{ASSIGNMENT-1}", "{WORKER-1}", "3", pages.hostPort), true);
-      await waitFor(() => statuses.length >= 2, 30000, "the final IOStatus");
-      assert.deepEqual(statuses, [
-        ["BUSY", "Save Collected Information"],
-        ["COMPLETE", "No Errors"],
-      ]);
-      assert.equal(pages.requests.length, 3);
-      assert.match(pages.requests[0].body, /GUID:\{ASSIGNMENT-1\}\t/);
-      assert.equal(await io.LastIOStatusMessage(), "No Errors");
+      await assert.rejects(status({ port: await listening(other) }), { name: "AgentNotRunningError", message: /HTTP 404/ });
     } finally {
-      io.off("IOStatus");
-      await pages.close();
+      other.close();
+    }
+    const evil = "https://evil.example";
+    await assert.rejects(connect({ port: agent.port, WebSocket: webSocketFrom(evil) }), (error) => {
+      assert.ok(error instanceof OriginNotAllowedError, String(error));
+      assert.deepEqual([error.status, error.origin, error.reason], [403, evil, `Origin ${evil} is not allowed`]);
+      return true;
+    });
+  });
+
+  it("is packed with its module, declarations and README only, installs offline and works", async () => {
+    const run = promisify(execFile);
+    const folder = await mkdtemp(join(tmpdir(), "tarnaxe-js-pack-"));
+    try {
+      const packing = await run("npm", ["pack", "--json", "--pack-destination", folder], { cwd: new URL("..", import.meta.url) });
+      const [packed] = JSON.parse(packing.stdout);
+      const files = packed.files.map((f) => f.path);
+      assert.ok(files.every((f) => /^(README\.md|package\.json|src\/\w+\.(js|d\.ts))$/.test(f)), String(files));
+      assert.ok(files.includes("src/index.d.ts"));
+      const app = join(folder, "app");
+      await mkdir(app);
+      await writeFile(join(app, "package.json"), JSON.stringify({ name: "app", private: true, type: "module" }));
+      await run("npm", ["install", "--offline", "--no-audit", "--no-fund", join(folder, packed.filename)], { cwd: app });
+      const main = `import * as client from "@tarnaxe/client";
+const answer = await client.status({ port: Number(process.argv[2]) });
+console.log(JSON.stringify({ exports: Object.keys(client).sort(), name: answer.name }));`;
+      await writeFile(join(app, "main.js"), main);
+      const { stdout } = await run(process.execPath, ["main.js", String(agent.port)], { cwd: app });
+      assert.deepEqual(JSON.parse(stdout), { exports: Object.keys(client).sort(), name: "TarnAxe" });
+    } finally {
+      await rm(folder, { recursive: true, force: true });
     }
   });
 });
