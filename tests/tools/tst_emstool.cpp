@@ -91,40 +91,27 @@ private slots:
         QVERIFY(run.out.contains("CREATE_DT   [03/15/2007]"));
     }
 
-    void refusals_data()
-    {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QByteArray>("error");
-        const QString broken = m_dir.filePath("broken.dbf");
-        QTest::newRow("missing member") << QStringList{"info", m_dir.filePath("0003.env")} << 1
-                                        << QByteArray(": File Not Found\n");
-        QTest::newRow("not a table")
-            << QStringList{"dump", broken} << 1 << QByteArray(": Unsupported XBASE file format\n");
-        QTest::newRow("no command") << QStringList{} << 2 << QByteArray("no command given");
-        QTest::newRow("unknown command")
-            << QStringList{"frob"} << 2 << QByteArray("unknown command");
-        QTest::newRow("too few") << QStringList{"field", "x.env"} << 2 << QByteArray("wrong arg");
-        QTest::newRow("unknown option")
-            << QStringList{"dump", "x", "--csv"} << 2 << QByteArray("unknown option");
-    }
-
     void refusals()
     {
-        QFETCH(QStringList, arguments);
         EmsSetBuilder set(m_dir.path(), QStringLiteral("0003"));
         QVERIFY(set.omit(EmsMember::Administrative1).write());
         QVERIFY(test::writeFileContents(m_dir.filePath("broken.dbf"), QByteArray(64, '\xf5')));
-        const Run run = runTool(arguments);
-        QTEST(run.status, "status");
-        QVERIFY(run.err.startsWith("tarnaxe-ems: "));
-        QFETCH(QByteArray, error);
-        QVERIFY2(run.err.contains(error), run.err.constData());
-        QVERIFY(run.out.isEmpty());
-        if (run.status == 2) {
-            QVERIFY(run.err.contains("Usage:"));
-            QVERIFY(runTool({"--help"}).out.startsWith("Usage:"));
+        for (const auto& [arguments, status, error] :
+             QList<std::tuple<QStringList, int, QByteArray>>{
+                 {{"info", m_dir.filePath("0003.env")}, 1, ": File Not Found\n"},
+                 {{"dump", m_dir.filePath("broken.dbf")}, 1, ": Unsupported XBASE file format\n"},
+                 {{}, 2, "no command given"},
+                 {{"frob"}, 2, "unknown command"},
+                 {{"field", "x.env"}, 2, "wrong arg"},
+                 {{"dump", "x", "--csv"}, 2, "unknown option"}}) {
+            const Run run = runTool(arguments);
+            QCOMPARE(run.status, status);
+            QVERIFY2(run.err.startsWith("tarnaxe-ems: ") && run.err.contains(error),
+                     run.err.constData());
+            QVERIFY(run.out.isEmpty());
+            QCOMPARE(run.err.contains("Usage:"), status == 2);
         }
+        QVERIFY(runTool({"--help"}).out.startsWith("Usage:"));
     }
 };
 
