@@ -53,9 +53,6 @@ private slots:
             kOk + "Content-Length: 2\r\nTransfer-Encoding: Chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n",
             200, "abc", false);
         row("until the close", kOk + "\r\nto the end", 200, "to the end", false);
-        row("connection close", kOk + "Connection: Close\r\nContent-Length: 1\r\n\r\nn", 200, "n",
-            false);
-        row("HTTP/1.0", "HTTP/1.0 200 OK\r\nContent-Length: 2\r\n\r\nok", 200, "ok", false);
         row("HTTP/1.0 keep-alive",
             "HTTP/1.0 200 OK\r\nConnection: keep-alive\r\nContent-Length: 2\r\n\r\nok", 200, "ok",
             true);
