@@ -230,21 +230,6 @@ private slots:
         QCOMPARE(m_server->transactions().size(), 1);
     }
 
-    void transferSettings()
-    {
-        const QString ini = m_folder->path() + QStringLiteral("/TarnLocal.ini");
-        QVERIFY(test::writeFileContents(ini, "[Transfer]\nTimeoutSeconds=0.5\n"));
-        TransferOptions options = readTransferOptions(ini);
-        QCOMPARE(options.error, QString());
-        QCOMPARE(options.http.inactivityTimeoutMs, 500);
-        QVERIFY(test::writeFileContents(
-            ini, "[Transfer]\nCACertificates=/no/such/ca.pem\nTimeoutSeconds=soon\n"));
-        options = readTransferOptions(ini);
-        QVERIFY(options.error.contains(QStringLiteral("TimeoutSeconds")));
-        QCOMPARE(options.http.inactivityTimeoutMs, 60000);
-        QVERIFY(options.http.extraCaCertificates.isEmpty());
-    }
-
     void privateCaAndARefusedCertificate()
     {
         test::TestCertificates certificates;
@@ -263,13 +248,22 @@ private slots:
             comm.PostPage = QStringLiteral("/dataup/BeginAttachmentTransaction.asp");
             return comm.SendData(QStringLiteral("Code:BEGINTRANS\t"), error);
         };
+        // Settings it cannot use leave the defaults: no extra CA, a minute's time-out.
         QString error;
-        QVERIFY(!begin({}, m_server->hostPort(), error));
+        QVERIFY(
+            !begin("CACertificates=/no/ca.pem\nTimeoutSeconds=soon", m_server->hostPort(), error));
         QVERIFY2(error.startsWith(QStringLiteral("SSL handshake failed: ")), qPrintable(error));
-        QVERIFY2(begin("CACertificates=" + m_server->caCertificatePath().toUtf8(),
-                       m_server->hostPort(), error),
-                 qPrintable(error));
+        TransferOptions options = readTransferOptions(ini);
+        QVERIFY(options.error.contains(QStringLiteral("TimeoutSeconds")));
+        QVERIFY(options.http.inactivityTimeoutMs == 60000 &&
+                options.http.extraCaCertificates.isEmpty());
+        QVERIFY2(
+            begin("TimeoutSeconds=0.5\nCACertificates=" + m_server->caCertificatePath().toUtf8(),
+                  m_server->hostPort(), error),
+            qPrintable(error));
         QCOMPARE(m_server->transactions().size(), 1);
+        options = readTransferOptions(ini);
+        QVERIFY(options.error.isEmpty() && options.http.inactivityTimeoutMs == 500);
         // The test CA is trusted: only the certificate's own fault can refuse it.
         QVERIFY(!begin("CACertificates=" + certificates.caCertificate().toUtf8(),
                        wrongHost.hostPort(), error));
