@@ -276,11 +276,14 @@ private:
     QString writeFile(const QString& name, const QByteArray& bytes);
     bool run()
     {
-        // An unexpected question ends the upload rather than resuming it for ever.
-        if (m_ui.boxAnswers.isEmpty())
-            m_ui.boxAnswers.enqueue(MessageAnswer::No);
-        return UploadTransaction(m_state.request, m_state, m_lists, m_ui, m_view, *m_http)
-            .UploadAttachments();
+        // A question beyond the scripted answers ends the upload rather than resuming it for
+        // ever; what is left unasked is not carried into the next run.
+        m_ui.boxAnswers.enqueue(MessageAnswer::No);
+        const bool done =
+            UploadTransaction(m_state.request, m_state, m_lists, m_ui, m_view, *m_http)
+                .UploadAttachments();
+        m_ui.boxAnswers.clear();
+        return done;
     }
 
     QJsonObject lastTransaction()
