@@ -6,8 +6,8 @@
 //
 // usage: chunk_upload [MiB for the single post, default 1024]
 
+#include "PatternFile.h"
 #include "support/DataupServer.h"
-#include "support/PatternFile.h"
 #include "transfer/ReplyFields.h"
 #include "transfer/clsComm.h"
 
@@ -199,7 +199,7 @@ int main(int argc, char** argv)
     // One large file in one post.
     const qint64 size = singleMiB << 20;
     const QString large = dir.filePath(QStringLiteral("large.bin"));
-    if (!test::writePatternFile(large, size))
+    if (!bench::writePatternFile(large, size))
         return 1;
     comm.PostPage = QStringLiteral("/dataup/WriteFile.asp");
     comm.LocalFileSpec = large;

@@ -4,13 +4,13 @@
 //
 // usage: upload [MiB, default 1024]
 
+#include "PatternFile.h"
+#include "PeakMemory.h"
 #include "automation/AttachmentLists.h"
 #include "automation/SharedState.h"
 #include "config/LocalSettings.h"
 #include "http/HttpTransport.h"
 #include "support/DataupServer.h"
-#include "support/PatternFile.h"
-#include "support/ProcessMemory.h"
 #include "support/ScriptedUi.h"
 #include "transfer/ReplyFields.h"
 #include "transfer/TransferForm.h"
@@ -145,7 +145,7 @@ int main(int argc, char** argv)
         return 1;
     }
     const QString file = dir.filePath(QStringLiteral("large.bin"));
-    if (!test::writePatternFile(file, size))
+    if (!bench::writePatternFile(file, size))
         return 1;
 
     SharedState state;
@@ -158,11 +158,11 @@ int main(int argc, char** argv)
     lists.appendFile(file);
     test::ScriptedUi ui;
 
-    const qint64 before = test::residentKiB();
+    const qint64 before = bench::residentKiB();
     qint64 peak = before;
     QTimer sampler;
     QObject::connect(&sampler, &QTimer::timeout,
-                     [&peak] { peak = qMax(peak, test::residentKiB()); });
+                     [&peak] { peak = qMax(peak, bench::residentKiB()); });
     sampler.start(20);
     QString outcome;
     const LocalSettings settings(dir.filePath(QStringLiteral("TarnLocal.ini")));

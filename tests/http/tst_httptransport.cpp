@@ -32,15 +32,144 @@ class TestHttpTransport : public QObject {
     Q_OBJECT
 
 private slots:
-    void init();
-    void oneAnswer_data();
-    void oneAnswer();
-    void keptConnectionClosedUnansweredIsSentOnceMore_data();
-    void keptConnectionClosedUnansweredIsSentOnceMore();
-    void requestHead();
-    void onlyStillnessTimesOut();
-    void fileThatShrinksWhileSent();
-    void nestedPostIsRefused();
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        m_server = std::make_unique<ScriptedHttpServer>();
+        QVERIFY(m_server->listen());
+        m_transport = std::make_unique<HttpTransport>(HttpTransportOptions{5000, {}});
+    }
+
+    void oneAnswer_data()
+    {
+        QTest::addColumn<ScriptedAnswer>("answer");
+        QTest::addColumn<int>("idleMs");
+        QTest::addColumn<QString>("error");
+        QTest::addColumn<int>("connections"); // for the three requests
+        const auto row = [](const char* name, const QByteArray& answer, int connections,
+                            const QString& error = kHttpNoError, bool closeAfter = false) {
+            QTest::newRow(name) << ScriptedAnswer::raw(answer, closeAfter) << 0 << error
+                                << connections;
+        };
+        const auto status = [&row](const char* name, const QByteArray& head, const QString& error) {
+            row(name, head + "Content-Length: 0\r\n\r\n", 1, error);
+        };
+        // Unless closeAfter, the server leaves its side open: only the reply's words count.
+        row("chunked", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\n\r\n",
+            1);
+        row("to the close", "HTTP/1.1 200 OK\r\n\r\nto the end", 2, kHttpNoError, true);
+        // The stream is out of step: the bytes too many come with the reply.
+        row("bytes beyond the length", "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nokxyz", 2);
+        row("invalid answer", QByteArray("\x00\xff garbage\r\n\r\n", 14), 2,
+            QStringLiteral("Invalid reply from the server: it does not begin with an HTTP/1.x "
+                           "status line"));
+        // An answer that began is never sent for again, on a kept connection too.
+        const QByteArray cut = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nonly this";
+        row("cut short", cut, 2, kClosed, true);
+        QTest::newRow("cut short, then silence")
+            << ScriptedAnswer::raw(cut) << 0 << QStringLiteral("Timed out") << 2;
+        status("the server's reason", "HTTP/1.1 500 Database Down\r\n", "HTTP 500 Database Down");
+        status("standard reason when none", "HTTP/1.1 503\r\n", "HTTP 503 Service Unavailable");
+        status("redirect", "HTTP/1.1 301\r\nLocation: https://new.example/P.asp\r\n",
+               "HTTP 301 Moved Permanently (redirect to https://new.example/P.asp not followed)");
+        status("no content is success", "HTTP/1.1 204 No Content\r\n", kHttpNoError);
+        // Seen by the socket while the loop turned, or only when the next request goes.
+        ScriptedAnswer closing = ScriptedAnswer::reply(200, "OK");
+        closing.closeAfter = true;
+        QTest::newRow("closed while idle") << closing << 100 << kHttpNoError << 2;
+    }
+
+    void oneAnswer()
+    {
+        QFETCH(ScriptedAnswer, answer);
+        QFETCH(int, idleMs);
+        setTimeout(500);
+        m_server->script({ScriptedAnswer::reply(200, "OK", "first"), answer,
+                          ScriptedAnswer::reply(200, "OK", "third")});
+        QCOMPARE(post().body, QByteArray("first"));
+        const HttpPostResult result = post(); // on the kept connection
+        QTEST(result.error, "error");
+        if (!result.ok())
+            QVERIFY(result.body.isEmpty());
+        if (idleMs > 0)
+            QTest::qWait(idleMs);
+        QCOMPARE(post().body, QByteArray("third"));
+        QCOMPARE(m_server->requests().size(), 3);
+        QTEST(m_server->connectionsAccepted(), "connections");
+    }
+
+    void keptConnectionClosedUnansweredIsSentOnceMore_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::newRow("body sent whole") << 40000;
+        QTest::newRow("body streamed from disk") << (3 << 20);
+    }
+
+    void keptConnectionClosedUnansweredIsSentOnceMore()
+    {
+        QFETCH(int, size);
+        const QByteArray bytes(size, 'c');
+        const QString file = writeFile(bytes);
+        m_server->script({ScriptedAnswer::reply(200, "OK", "first"), dropped(),
+                          ScriptedAnswer::reply(200, "OK", "again"), dropped(), dropped(),
+                          dropped(), ScriptedAnswer::reply(200, "OK", "never")});
+        QCOMPARE(post("a\t", file).error, kHttpNoError);
+        const HttpPostResult result = post("b\t", file);
+        QCOMPARE(result.body, QByteArray("again"));
+        const auto& requests = m_server->requests();
+        QCOMPARE(requests.size(), 3);
+        QCOMPARE(requests[1].head, requests[2].head);
+        // Not the default port, so the Host header names it; replies are parsed as they come,
+        // so none may be compressed.
+        for (const QByteArray& line : {"Host: " + m_server->hostPort().toLatin1(),
+                                       "Content-Length: " + QByteArray::number(size + 2),
+                                       QByteArray("Content-Type: application/octet-stream"),
+                                       QByteArray("Accept-Encoding: identity")})
+            QVERIFY2(requests[1].head.contains("\r\n" + line + "\r\n") ||
+                         requests[1].head.endsWith("\r\n" + line),
+                     requests[1].head.constData());
+        QVERIFY(requests[1].head.startsWith("POST /dataup/P.asp HTTP/1.1\r\n"));
+        QCOMPARE(requests[1].body, "b\t" + bytes);
+        QCOMPARE(requests[2].body, "b\t" + bytes);
+        // Only once: a second close of a kept connection is the error.
+        QCOMPARE(post().error, kClosed);
+        QCOMPARE(requests.size(), 5);
+        // A new connection closed unanswered is not tried again.
+        QCOMPARE(post().error, kClosed);
+        QCOMPARE(requests.size(), 6);
+        QCOMPARE(m_server->connectionsAccepted(), 4);
+    }
+
+    void onlyStillnessTimesOut()
+    {
+        // The server takes 256 KiB every 20 ms of a 16 MiB body: well over twice the 500 ms
+        // allowed without progress, but bytes keep moving. (Well under a second's worth fits
+        // in the kernel's socket buffers, so the client sees the pace.)
+        setTimeout(500);
+        const QByteArray bytes(16 << 20, 's');
+        ScriptedAnswer slow = ScriptedAnswer::reply(200, "OK", "done");
+        slow.readPerTick = 256 * 1024;
+        slow.readIntervalMs = 20;
+        m_server->script({slow, ScriptedAnswer::silence()});
+        const HttpPostResult result = post("Head:\t", writeFile(bytes));
+        QVERIFY2(result.ok(), qPrintable(result.error));
+        QCOMPARE(m_server->requests().first().body, "Head:\t" + bytes);
+        QCOMPARE(post().error, QStringLiteral("Timed out"));
+        QCOMPARE(m_server->requests().size(), 2);
+    }
+
+    void nestedPostIsRefused()
+    {
+        // An event handled while the transport waits must not start a second exchange on its
+        // one connection.
+        setTimeout(500);
+        m_server->script({ScriptedAnswer::silence()});
+        QString nested;
+        QTimer::singleShot(50, this, [this, &nested] { nested = post().error; });
+        QCOMPARE(post().error, QStringLiteral("Timed out"));
+        QCOMPARE(nested, QStringLiteral("Another request to the server is under way"));
+        QCOMPARE(m_server->requests().size(), 1);
+    }
 
 private:
     HttpPostResult post(const QByteArray& text = "Field:value\t", const QString& file = {})
@@ -62,179 +191,6 @@ private:
     std::unique_ptr<ScriptedHttpServer> m_server;
     std::unique_ptr<HttpTransport> m_transport;
 };
-
-void TestHttpTransport::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    m_server = std::make_unique<ScriptedHttpServer>();
-    QVERIFY(m_server->listen());
-    m_transport = std::make_unique<HttpTransport>(HttpTransportOptions{5000, {}});
-}
-
-void TestHttpTransport::oneAnswer_data()
-{
-    QTest::addColumn<ScriptedAnswer>("answer");
-    QTest::addColumn<int>("idleMs");
-    QTest::addColumn<QString>("error");
-    QTest::addColumn<int>("connections"); // for the three requests
-    const auto row = [](const char* name, const QByteArray& answer, int connections,
-                        const QString& error = kHttpNoError, bool closeAfter = false) {
-        QTest::newRow(name) << ScriptedAnswer::raw(answer, closeAfter) << 0 << error << connections;
-    };
-    const auto status = [&row](const char* name, const QByteArray& head, const QString& error) {
-        row(name, head + "Content-Length: 0\r\n\r\n", 1, error);
-    };
-    // Unless closeAfter, the server leaves its side open: only the reply's words count.
-    row("chunked", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\n\r\n", 1);
-    row("to the close", "HTTP/1.1 200 OK\r\n\r\nto the end", 2, kHttpNoError, true);
-    row("Connection: close", "HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: 0\r\n\r\n",
-        2);
-    row("HTTP/1.0", "HTTP/1.0 200 OK\r\nContent-Length: 0\r\n\r\n", 2);
-    row("HTTP/1.0 keep-alive",
-        "HTTP/1.0 200 OK\r\nConnection: Keep-Alive\r\nContent-Length: 0\r\n\r\n", 1);
-    // The stream is out of step: the bytes too many come with the reply or after it.
-    row("bytes beyond the length", "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nokxyz", 2);
-    row("invalid answer", QByteArray("\x00\xff garbage\r\n\r\n", 14), 2,
-        QStringLiteral("Invalid reply from the server: it does not begin with an HTTP/1.x "
-                       "status line"));
-    // An answer that began is never sent for again, on a kept connection too.
-    for (const char* cut : {"HTTP/1.1 2", "HTTP/1.1 200 OK\r\nContent-Le",
-                            "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nonly this",
-                            "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n"}) {
-        row(cut, cut, 2, kClosed, true);
-        QTest::newRow(QByteArray(cut).append(", then silence").constData())
-            << ScriptedAnswer::raw(cut) << 0 << QStringLiteral("Timed out") << 2;
-    }
-    status("the server's reason", "HTTP/1.1 500 Database Down\r\n", "HTTP 500 Database Down");
-    status("standard reason when none", "HTTP/1.1 503\r\n", "HTTP 503 Service Unavailable");
-    status("blank reason", "HTTP/1.1 404   \r\n", "HTTP 404 Not Found");
-    status("unknown status without reason", "HTTP/1.1 599\r\n", "HTTP 599");
-    status("redirect", "HTTP/1.1 301\r\nLocation: https://new.example/P.asp\r\n",
-           "HTTP 301 Moved Permanently (redirect to https://new.example/P.asp not followed)");
-    status("redirect without location", "HTTP/1.1 307 Temporary Redirect\r\n",
-           "HTTP 307 Temporary Redirect");
-    status("no content is success", "HTTP/1.1 204 No Content\r\n", kHttpNoError);
-    status("after an interim reply", "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 403 Forbidden\r\n",
-           "HTTP 403 Forbidden");
-    // Seen by the socket while the loop turned, or only when the next request goes.
-    ScriptedAnswer closing = ScriptedAnswer::reply(200, "OK");
-    closing.closeAfter = true;
-    QTest::newRow("closed right after the reply") << closing << 0 << kHttpNoError << 2;
-    QTest::newRow("closed while idle") << closing << 100 << kHttpNoError << 2;
-}
-
-void TestHttpTransport::oneAnswer()
-{
-    QFETCH(ScriptedAnswer, answer);
-    QFETCH(int, idleMs);
-    setTimeout(500);
-    m_server->script({ScriptedAnswer::reply(200, "OK", "first"), answer,
-                      ScriptedAnswer::reply(200, "OK", "third")});
-    QCOMPARE(post().body, QByteArray("first"));
-    const HttpPostResult result = post(); // on the kept connection
-    QTEST(result.error, "error");
-    if (!result.ok())
-        QVERIFY(result.body.isEmpty());
-    if (idleMs > 0)
-        QTest::qWait(idleMs);
-    QCOMPARE(post().body, QByteArray("third"));
-    QCOMPARE(m_server->requests().size(), 3);
-    QTEST(m_server->connectionsAccepted(), "connections");
-}
-
-void TestHttpTransport::keptConnectionClosedUnansweredIsSentOnceMore_data()
-{
-    QTest::addColumn<int>("size");
-    QTest::newRow("body sent whole") << 40000;
-    QTest::newRow("body streamed from disk") << (3 << 20);
-}
-
-void TestHttpTransport::keptConnectionClosedUnansweredIsSentOnceMore()
-{
-    QFETCH(int, size);
-    const QByteArray bytes(size, 'c');
-    const QString file = writeFile(bytes);
-    m_server->script({ScriptedAnswer::reply(200, "OK", "first"), dropped(),
-                      ScriptedAnswer::reply(200, "OK", "again"), dropped(), dropped(), dropped(),
-                      ScriptedAnswer::reply(200, "OK", "never")});
-    QCOMPARE(post("a\t", file).error, kHttpNoError);
-    const HttpPostResult result = post("b\t", file);
-    QCOMPARE(result.body, QByteArray("again"));
-    const auto& requests = m_server->requests();
-    QCOMPARE(requests.size(), 3);
-    QCOMPARE(requests[1].head, requests[2].head);
-    QCOMPARE(requests[1].body, "b\t" + bytes);
-    QCOMPARE(requests[2].body, "b\t" + bytes);
-    // Only once: a second close of a kept connection is the error.
-    QCOMPARE(post().error, kClosed);
-    QCOMPARE(requests.size(), 5);
-    // A new connection closed unanswered is not tried again.
-    QCOMPARE(post().error, kClosed);
-    QCOMPARE(requests.size(), 6);
-    QCOMPARE(m_server->connectionsAccepted(), 4);
-}
-
-void TestHttpTransport::requestHead()
-{
-    QCOMPARE(post("Text:1\t", writeFile("file bytes")).error, kHttpNoError);
-    const QByteArray head = m_server->requests().first().head;
-    QVERIFY(head.startsWith("POST /dataup/P.asp HTTP/1.1\r\n"));
-    QList<QByteArray> lines;
-    for (const QByteArray& line : head.split('\n'))
-        lines << line.trimmed();
-    // Not the default port, so the Host header names it; replies are parsed as they come,
-    // so none may be compressed.
-    for (const QByteArray& line :
-         {"Host: " + m_server->hostPort().toLatin1(), QByteArray("Content-Length: 17"),
-          QByteArray("Content-Type: application/octet-stream"),
-          QByteArray("Accept-Encoding: identity")})
-        QVERIFY2(lines.contains(line), head.constData());
-    QCOMPARE(m_server->requests().first().body, QByteArray("Text:1\tfile bytes"));
-}
-
-void TestHttpTransport::onlyStillnessTimesOut()
-{
-    // The server takes 256 KiB every 20 ms of a 16 MiB body: well over twice the 500 ms
-    // allowed without progress, but bytes keep moving. (Well under a second's worth fits
-    // in the kernel's socket buffers, so the client sees the pace.)
-    setTimeout(500);
-    const QByteArray bytes(16 << 20, 's');
-    ScriptedAnswer slow = ScriptedAnswer::reply(200, "OK", "done");
-    slow.readPerTick = 256 * 1024;
-    slow.readIntervalMs = 20;
-    m_server->script({slow, ScriptedAnswer::silence()});
-    const HttpPostResult result = post("Head:\t", writeFile(bytes));
-    QVERIFY2(result.ok(), qPrintable(result.error));
-    QCOMPARE(m_server->requests().first().body, "Head:\t" + bytes);
-    QCOMPARE(post().error, QStringLiteral("Timed out"));
-    QCOMPARE(m_server->requests().size(), 2);
-}
-
-void TestHttpTransport::fileThatShrinksWhileSent()
-{
-    // The server reads slowly, so the client is still reading the file when it is cut.
-    const QString path = writeFile(QByteArray(48 << 20, 's'));
-    ScriptedAnswer slow = ScriptedAnswer::reply(200, "OK");
-    slow.readPerTick = 64 * 1024;
-    slow.readIntervalMs = 10;
-    m_server->script({slow});
-    QTimer::singleShot(200, this, [path] { QFile::resize(path, 1 << 20); });
-    QCOMPARE(post("Head:\t", path).error,
-             QStringLiteral("Cannot read %1: The file became shorter while it was sent").arg(path));
-}
-
-void TestHttpTransport::nestedPostIsRefused()
-{
-    // An event handled while the transport waits must not start a second exchange on its
-    // one connection.
-    setTimeout(500);
-    m_server->script({ScriptedAnswer::silence()});
-    QString nested;
-    QTimer::singleShot(50, this, [this, &nested] { nested = post().error; });
-    QCOMPARE(post().error, QStringLiteral("Timed out"));
-    QCOMPARE(nested, QStringLiteral("Another request to the server is under way"));
-    QCOMPARE(m_server->requests().size(), 1);
-}
 
 QTEST_GUILESS_MAIN(TestHttpTransport)
 #include "tst_httptransport.moc"

@@ -4,7 +4,6 @@
 
 #include <QEventLoop>
 #include <QFile>
-#include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QRegularExpression>
@@ -21,18 +20,6 @@ DataupServer::DataupServer(DataupServerOptions options) : m_options(std::move(op
 DataupServer::~DataupServer()
 {
     stop();
-}
-
-QString DataupServer::baseUrl() const
-{
-    return QStringLiteral("%1://127.0.0.1:%2")
-        .arg(m_options.tls ? QStringLiteral("https") : QStringLiteral("http"))
-        .arg(m_port);
-}
-
-QString DataupServer::caCertificatePath() const
-{
-    return m_certificates ? m_certificates->caCertificate() : QString();
 }
 
 bool DataupServer::start(int timeoutMs)
@@ -117,7 +104,10 @@ QByteArray DataupServer::request(const QByteArray& method, const QByteArray& pat
         *httpStatus = 0;
     if (!m_network)
         m_network = std::make_unique<QNetworkAccessManager>();
-    QNetworkRequest request(QUrl(baseUrl() + QString::fromLatin1(path)));
+    QNetworkRequest request(QUrl(QStringLiteral("%1://127.0.0.1:%2%3")
+                                     .arg(m_options.tls ? "https" : "http")
+                                     .arg(m_port)
+                                     .arg(QString::fromLatin1(path))));
     request.setHeader(QNetworkRequest::ContentTypeHeader,
                       QStringLiteral("text/plain; charset=windows-1252"));
     if (m_options.tls) {
@@ -157,46 +147,26 @@ bool DataupServer::setFaults(const QByteArray& json)
     return status == 200;
 }
 
-bool DataupServer::clearFaults()
+QJsonDocument DataupServer::json(const QByteArray& path)
 {
     int status = 0;
-    request("DELETE", "/_faults", {}, &status);
-    return status == 200;
-}
-
-namespace {
-
-QJsonDocument jsonOf(const QByteArray& body, int status)
-{
+    const QByteArray body = request("GET", path, {}, &status);
     return status == 200 ? QJsonDocument::fromJson(body) : QJsonDocument();
 }
 
-QByteArray encoded(const QString& guid)
-{
-    return QUrl::toPercentEncoding(guid);
-}
-
-} // namespace
-
 QJsonObject DataupServer::transaction(const QString& guid)
 {
-    int status = 0;
-    const QByteArray body = request("GET", "/api/transactions/" + encoded(guid), {}, &status);
-    return jsonOf(body, status).object();
+    return json("/api/transactions/" + QUrl::toPercentEncoding(guid)).object();
 }
 
 QJsonArray DataupServer::transactions()
 {
-    int status = 0;
-    const QByteArray body = request("GET", "/api/transactions", {}, &status);
-    return jsonOf(body, status).array();
+    return json("/api/transactions").array();
 }
 
 QJsonObject DataupServer::assignment(const QString& guid)
 {
-    int status = 0;
-    const QByteArray body = request("GET", "/api/assignments/" + encoded(guid), {}, &status);
-    return jsonOf(body, status).object();
+    return json("/api/assignments/" + QUrl::toPercentEncoding(guid)).object();
 }
 
 } // namespace tarnaxe::test

@@ -8,6 +8,7 @@
 
 #include <QByteArray>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QStringList>
@@ -37,18 +38,16 @@ public:
 
     quint16 port() const { return m_port; }
     QString hostPort() const { return QStringLiteral("127.0.0.1:%1").arg(m_port); }
-    QString baseUrl() const;
-    QString dataDir() const { return m_dir.filePath(QStringLiteral("data")); }
-    QString caCertificatePath() const;
-    QString logPath() const { return m_dir.filePath(QStringLiteral("server.log")); }
-    qint64 processId() const { return m_process.processId(); }
+    QString caCertificatePath() const
+    {
+        return m_certificates ? m_certificates->caCertificate() : QString();
+    }
     // After stop(): the exit code, -1 when it crashed or was killed.
     int exitCode() const { return m_exitCode; }
 
     // Runs "dataup-server seed"; the new assignment's GUID, or empty.
     QString seed();
     bool setFaults(const QByteArray& json);
-    bool clearFaults();
     QJsonObject transaction(const QString& guid);
     QJsonArray transactions();
     QJsonObject assignment(const QString& guid);
@@ -62,6 +61,10 @@ public:
     const QString& error() const { return m_error; }
 
 private:
+    QString dataDir() const { return m_dir.filePath(QStringLiteral("data")); }
+    QString logPath() const { return m_dir.filePath(QStringLiteral("server.log")); }
+    QJsonDocument json(const QByteArray& path);
+
     DataupServerOptions m_options;
     QTemporaryDir m_dir;
     std::unique_ptr<TestCertificates> m_certificates;

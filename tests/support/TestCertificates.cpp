@@ -22,10 +22,7 @@ TestCertificates::TestCertificates()
         signedBy(QStringLiteral("server"), QStringLiteral("127.0.0.1"),
                  QStringLiteral("IP:127.0.0.1,DNS:localhost")) &&
         signedBy(QStringLiteral("wrong"), QStringLiteral("wrong.example"),
-                 QStringLiteral("DNS:wrong.example")) &&
-        run(kNewKey + QStringLiteral("-x509 -out %1.pem -subj /CN=127.0.0.1 -addext "
-                                     "subjectAltName=IP:127.0.0.1,DNS:localhost"),
-            m_dir.filePath(QStringLiteral("self")));
+                 QStringLiteral("DNS:wrong.example"));
     if (!made && m_error.isEmpty())
         m_error = QStringLiteral("openssl failed");
 }

@@ -1,7 +1,7 @@
 #pragma once
 // Certificates made at run time with the openssl command into a temporary folder: a CA,
-// a server certificate for 127.0.0.1 and localhost signed by it, one for a wrong host name
-// signed by the same CA, and a self-signed one. Nothing secret is kept in the repository.
+// a server certificate for 127.0.0.1 and localhost signed by it, and one for a wrong host
+// name signed by the same CA. Nothing secret is kept in the repository.
 
 #include <QString>
 #include <QTemporaryDir>
@@ -24,7 +24,6 @@ public:
     QString caCertificate() const { return m_dir.filePath(QStringLiteral("ca.pem")); }
     CertificateFiles server() const { return files(QStringLiteral("server")); }
     CertificateFiles wrongHost() const { return files(QStringLiteral("wrong")); } // wrong.example
-    CertificateFiles selfSigned() const { return files(QStringLiteral("self")); }
 
 private:
     CertificateFiles files(const QString& name) const;

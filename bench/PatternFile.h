@@ -1,11 +1,13 @@
-#include "support/PatternFile.h"
+#pragma once
+// Large files of a repeating, non-uniform pattern for the transfer benchmarks, written a
+// megabyte at a time.
 
 #include <QByteArray>
 #include <QFile>
 
-namespace tarnaxe::test {
+namespace tarnaxe::bench {
 
-bool writePatternFile(const QString& path, qint64 size)
+inline bool writePatternFile(const QString& path, qint64 size)
 {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly))
@@ -21,4 +23,4 @@ bool writePatternFile(const QString& path, qint64 size)
     return true;
 }
 
-} // namespace tarnaxe::test
+} // namespace tarnaxe::bench
