@@ -9,6 +9,7 @@
 #include "support/TestAgent.h"
 #include "support/TestPhotos.h"
 
+#include <QDir>
 #include <QImageReader>
 #include <QScrollBar>
 #include <QTest>
@@ -134,6 +135,44 @@ private slots:
         QTRY_VERIFY(form.isNull());
         static const QRegularExpression time("^\\d\\d-\\d\\d-\\d{4} \\d\\d:\\d\\d:\\d\\d [ap]$");
         QVERIFY(time.match(agent.lists.captionOf("Photos", 1)).hasMatch());
+    }
+
+    // By VIN: the sub-folder whose name ends in the VIN (a link to the camera's folder), the
+    // "attach ALL" question declined and then accepted. From storage: nothing is listed.
+    void vinAndStorageMethods()
+    {
+        const QString vin = QStringLiteral("1HGCM82633A004352");
+        Photos agent;
+        QVERIFY(QDir().mkpath(agent.home.path() + "/photos/other"));
+        QVERIFY(QFile::link(agent.home.path() + "/camera",
+                            agent.home.path() + "/photos/2019 Civic " + vin.toLower()));
+        agent.photo("camera/" + vin + "-front.jpg", 1);
+        for (int i = 2; i <= 4; ++i)
+            agent.photo(QStringLiteral("camera/side%1.JPG").arg(i), i);
+        agent.setSetting("ImageAcqMethod", "2");
+        agent.state.PhotoVINMatch = vin;
+        agent.ui.boxAnswers.enqueue(MessageAnswer::No);
+        std::unique_ptr<ImagePickerForm> declined(agent.open("/photos"));
+        QCOMPARE(declined->windowTitle(), "Digital Photos by VIN (" + vin + ")");
+        QCOMPARE(declined->RowCount(), 2); // 3 / 4 + 1 = 1.75, rounded
+        QTRY_COMPARE(agent.ui.boxes.size(), 1);
+        QCOMPARE(agent.ui.boxes[0].text, "4 photos have been detected for this VIN.  Do you want "
+                                         "to attach ALL of them now?");
+        QCOMPARE(agent.lists.countOf("Photos"), qint16(0));
+        declined.reset();
+        QPointer<ImagePickerForm> accepted(agent.open("/photos")); // Yes
+        QTRY_VERIFY(accepted.isNull());
+        QCOMPARE(agent.lists.countOf("Photos"), qint16(4));
+        QCOMPARE(agent.lists.captionOf("Photos", 1), "front");
+
+        agent.setSetting("ImageAcqMethod", "1");
+        std::unique_ptr<ImagePickerForm> storage(agent.open("/photos"));
+        QCOMPARE(agent.ui.boxes.last().title, "Error locating images");
+        QCOMPARE(storage->PhotoCount(), 0);
+        QVERIFY(writeFileContents(agent.home.path() + "/CARD1.TXT",
+                                  "Left \"front\" <door>\r\nit's dented" + QByteArray(80, 'x')));
+        QCOMPARE(storageCaption(agent.home.path() + "/card1.jpg"),
+                 "Left front [door]its dented" + QString(32, 'x'));
     }
 };
 
