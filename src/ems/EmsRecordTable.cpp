@@ -89,6 +89,11 @@ SplitBase splitBase(const QString& base)
     return {slash < 0 ? QString() : base.left(qMax<qsizetype>(slash, 1)), base.mid(slash + 1)};
 }
 
+enum class EmsNamingStyle { Letter, Plain };
+
+// How the set is named. What is on disk decides first: stem + "a.ad1" means the letter
+// style, else stem + ".ad1" the plain style. A set with neither follows its platform code:
+// "A" and "M" write the letter style, every other code the plain style.
 EmsNamingStyle namingStyle(const FolderFiles& files, const QString& stem,
                            const QString& platformCode)
 {
@@ -107,12 +112,6 @@ const std::array<EmsRecordRow, kEmsRecordRows>& emsRecordTable()
 {
     static const std::array<EmsRecordRow, kEmsRecordRows> table = buildTable();
     return table;
-}
-
-EmsNamingStyle emsNamingStyle(const QString& base, const QString& platformCode)
-{
-    const SplitBase at = splitBase(base);
-    return namingStyle(FolderFiles(at.folder), at.stem, platformCode);
 }
 
 int collectEstimateFiles(EstimateRecord& entry)

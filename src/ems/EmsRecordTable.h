@@ -23,13 +23,6 @@ inline constexpr int kMieRecordRow = 17;
 
 const std::array<EmsRecordRow, kEmsRecordRows>& emsRecordTable();
 
-enum class EmsNamingStyle { Letter, Plain };
-
-// How the set at base is named. What is on disk decides first: base + "a.ad1" means the
-// letter style, else base + ".ad1" the plain style. A set with neither follows its
-// platform code: "A" and "M" write the letter style, every other code the plain style.
-EmsNamingStyle emsNamingStyle(const QString& base, const QString& platformCode);
-
 // Fills the entry's file list for the upload: every existing, non-empty member of its set
 // (names matched without regard to case) and its MIE file, each with its size and row, in
 // row order; sets the total size. The base comes from the entry's base name, or from its
