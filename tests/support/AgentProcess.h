@@ -45,16 +45,7 @@ public:
                             QString::fromUtf8(m_process.readAllStandardError());
         return false;
     }
-    void stop()
-    {
-        if (m_process.state() == QProcess::NotRunning)
-            return;
-        m_process.terminate();
-        if (!m_process.waitForFinished(5000)) {
-            m_process.kill();
-            m_process.waitForFinished(5000);
-        }
-    }
+    void stop() { stopProcess(m_process, 5000); }
 
     quint16 port() const { return m_port; }
     QString url() const { return QStringLiteral("ws://127.0.0.1:%1").arg(m_port); }

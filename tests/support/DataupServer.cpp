@@ -64,11 +64,7 @@ void DataupServer::stop()
 {
     if (m_process.state() == QProcess::NotRunning)
         return;
-    m_process.terminate();
-    if (!m_process.waitForFinished(10000)) {
-        m_process.kill();
-        m_process.waitForFinished(5000);
-    }
+    stopProcess(m_process, 10000);
     m_exitCode = m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
     if (m_exitCode != 0) {
         QFile log(logPath());

@@ -25,4 +25,15 @@ startAndWaitForReadyLine(QProcess& process, const QRegularExpression& ready, int
     return std::nullopt;
 }
 
+void stopProcess(QProcess& process, int graceMs)
+{
+    if (process.state() == QProcess::NotRunning)
+        return;
+    process.terminate();
+    if (!process.waitForFinished(graceMs)) {
+        process.kill();
+        process.waitForFinished(5000);
+    }
+}
+
 } // namespace tarnaxe::test

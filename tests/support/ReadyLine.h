@@ -1,5 +1,6 @@
 #pragma once
-// Starting a server process for a test: it says it is ready with one line on stdout.
+// Starting a server process for a test (it says it is ready with one line on stdout), and
+// stopping it.
 
 #include <QProcess>
 #include <QRegularExpressionMatch>
@@ -12,5 +13,8 @@ namespace tarnaxe::test {
 // stayed silent for timeoutMs (the process is then left as it is).
 std::optional<QRegularExpressionMatch>
 startAndWaitForReadyLine(QProcess& process, const QRegularExpression& ready, int timeoutMs);
+
+// Asks a running process to end, and kills it when it has not within graceMs.
+void stopProcess(QProcess& process, int graceMs);
 
 } // namespace tarnaxe::test
