@@ -3,59 +3,17 @@
 // the assignment, and says so when its origin is not allowed or no agent runs.
 
 import assert from "node:assert/strict";
-import { execFile, spawn } from "node:child_process";
+import { execFile } from "node:child_process";
 import { mkdir, mkdtemp, readdir, rm } from "node:fs/promises";
 import { tmpdir } from "node:os";
-import { dirname, join, resolve } from "node:path";
-import { fileURLToPath } from "node:url";
+import { join } from "node:path";
 import { promisify } from "node:util";
 import { after, before, describe, it } from "node:test";
 import { chromium } from "playwright-core";
 import { startAgent } from "../../clients/js/scripts/agent-process.mjs";
+import { CHROMIUM_PATH, closedPort, DATAUP_SERVER_PATH, startServer, TEST_OUTPUT_DIR } from "./support.mjs";
 
 const run = promisify(execFile);
-const top = resolve(dirname(fileURLToPath(import.meta.url)), "../..");
-const serverBinary = process.env.DATAUP_SERVER_PATH ?? join(top, "build/dataup-server");
-const chromiumPath = process.env.CHROMIUM_PATH ?? "/usr/bin/chromium";
-const outputDir = process.env.TEST_OUTPUT_DIR ?? join(top, "build/test-output/browser");
-
-// The reference server on a free port, serving the page and the client module.
-async function startServer(dataDir) {
-  const child = spawn(
-    serverBinary,
-    ["--data", dataDir, "--listen", "127.0.0.1:0",
-     "--static", join(top, "examples/portal"), "--static", `/client/=${join(top, "clients/js/src")}`],
-    { stdio: ["ignore", "pipe", "pipe"] },
-  );
-  let log = "";
-  child.stderr.setEncoding("utf8").on("data", (chunk) => (log = (log + chunk).slice(-8192)));
-  const port = await new Promise((resolvePort, reject) => {
-    let out = "";
-    const timer = setTimeout(() => reject(new Error(`dataup-server did not start\n${log}`)), 20000);
-    child.once("exit", (code) => reject(new Error(`dataup-server exited (${code})\n${log}`)));
-    child.stdout.setEncoding("utf8").on("data", (chunk) => {
-      out += chunk;
-      const match = /listening on http:\/\/127\.0\.0\.1:(\d+)/.exec(out);
-      if (match) {
-        clearTimeout(timer);
-        resolvePort(Number(match[1]));
-      }
-    });
-  });
-  return {
-    port,
-    url: `http://127.0.0.1:${port}`,
-    async json(path) {
-      const response = await fetch(`http://127.0.0.1:${port}${path}`);
-      assert.equal(response.status, 200, path);
-      return response.json();
-    },
-    stop() {
-      child.kill("SIGTERM");
-      return new Promise((done) => (child.exitCode !== null ? done() : child.once("exit", done)));
-    },
-  };
-}
 
 describe("the sample claims page", () => {
   let work;
@@ -69,8 +27,8 @@ describe("the sample claims page", () => {
   before(async () => {
     work = await mkdtemp(join(tmpdir(), "tarnaxe-browser-"));
     const data = join(work, "data");
-    guid = (await run(serverBinary, ["seed", "--data", data])).stdout.trim();
-    envelope = (await run(serverBinary, ["sample-estimate", "--out", join(work, "exports")])).stdout.trim();
+    guid = (await run(DATAUP_SERVER_PATH, ["seed", "--data", data])).stdout.trim();
+    envelope = (await run(DATAUP_SERVER_PATH, ["sample-estimate", "--out", join(work, "exports")])).stdout.trim();
     importFolder = join(work, "ccc-import");
     await mkdir(importFolder);
     server = await startServer(data);
@@ -78,11 +36,11 @@ describe("the sample claims page", () => {
       settings: `[HostBridge]\nPort=0\n[LocalSettings]\nEMSEstPlatform1=EMS: CCC\nEMSImportPath1=${importFolder}\n`,
     });
     browser = await chromium.launch({
-      executablePath: chromiumPath,
+      executablePath: CHROMIUM_PATH,
       // portal.example is another origin on this machine, which the agent does not serve.
       args: ["--host-resolver-rules=MAP portal.example 127.0.0.1"],
     });
-    await mkdir(outputDir, { recursive: true });
+    await mkdir(TEST_OUTPUT_DIR, { recursive: true });
   });
 
   after(async () => {
@@ -117,7 +75,7 @@ describe("the sample claims page", () => {
     assert.equal(await page.locator("#io-status").innerText(), "COMPLETE: No Errors");
     const road = await page.locator("#io-road li").allInnerTexts();
     assert.ok(road.some((line) => line.includes("BUSY — Save Collected Information")), road.join("\n"));
-    await page.screenshot({ path: join(outputDir, "portal-after-upload.png"), fullPage: true });
+    await page.screenshot({ path: join(TEST_OUTPUT_DIR, "portal-after-upload.png"), fullPage: true });
 
     const transactions = await server.json("/api/transactions");
     assert.equal(transactions.length, 1);
@@ -138,7 +96,6 @@ describe("the sample claims page", () => {
   it("names the refused origin when the page comes from a site the agent does not serve", async () => {
     const page = await browser.newPage();
     await page.goto(`http://portal.example:${server.port}/portal/?agentPort=${agent.port}`);
-    // The page fetches the assignment after it loads: wait for it rather than read at once.
     await page.locator("#claim", { hasText: /CLM-24-000417/ }).waitFor();
     // Not on this computer's own address: the page waits for a click, as a public page must.
     assert.equal(await page.locator("#agent-state").innerText(), "Not connected.");
@@ -160,16 +117,3 @@ describe("the sample claims page", () => {
     await page.close();
   });
 });
-
-// A loopback port that nothing listens on: bound, noted and released.
-async function closedPort() {
-  const { createServer } = await import("node:net");
-  return new Promise((done, fail) => {
-    const probe = createServer();
-    probe.once("error", fail);
-    probe.listen(0, "127.0.0.1", () => {
-      const { port } = probe.address();
-      probe.close(() => done(port));
-    });
-  });
-}

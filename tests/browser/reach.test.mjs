@@ -2,17 +2,14 @@
 // may reach 127.0.0.1, and the page must tell its refusal from a missing agent.
 
 import assert from "node:assert/strict";
-import { execFileSync, spawn } from "node:child_process";
-import { once } from "node:events";
+import { execFileSync } from "node:child_process";
 import { mkdirSync, mkdtempSync, rmSync } from "node:fs";
 import { join } from "node:path";
 import { after, before, describe, it } from "node:test";
 import { chromium } from "playwright-core";
 import { startAgent } from "../../clients/js/scripts/agent-process.mjs";
+import { CHROMIUM_PATH, DATAUP_SERVER_PATH, startServer, TEST_OUTPUT_DIR } from "./support.mjs";
 
-const top = new URL("../..", import.meta.url).pathname;
-const { DATAUP_SERVER_PATH = join(top, "build/dataup-server"), CHROMIUM_PATH = "/usr/bin/chromium",
-  TEST_OUTPUT_DIR = join(top, "build/test-output/browser") } = process.env;
 
 describe("the sample page on a public https site", () => {
   const work = mkdtempSync("/tmp/tarnaxe-reach-");
@@ -24,10 +21,8 @@ describe("the sample page on a public https site", () => {
       "-keyout", key, "-out", cert, "-days", "2", "-subj", "/CN=claims.example",
       "-addext", "subjectAltName=DNS:claims.example"], { stdio: "ignore" });
     execFileSync(DATAUP_SERVER_PATH, ["seed", "--data", data]);
-    server = spawn(DATAUP_SERVER_PATH, ["--data", data, "--listen", "127.0.0.1:0", "--tls-cert", cert, "--tls-key", key, "--static",
-      join(top, "examples/portal"), "--static", `/client/=${join(top, "clients/js/src")}`], { stdio: ["ignore", "pipe", "ignore"] });
-    const [line] = await Promise.race([once(server.stdout, "data"), once(server, "exit").then(() => assert.fail("no dataup-server"))]);
-    const port = /:(\d+)\s*$/.exec(line)[1]; // "dataup-server listening on https://127.0.0.1:PORT"
+    server = await startServer(data, ["--tls-cert", cert, "--tls-key", key]);
+    const { port } = server;
     origin = `https://claims.example:${port}`;
     agent = await startAgent({ settings: `[HostBridge]\nPort=0\nAllowedOrigins=${origin}\n` });
     // claims.example is this machine, and the server's address counts as a public one.
@@ -37,7 +32,7 @@ describe("the sample page on a public https site", () => {
   });
 
   after(async () => {
-    await Promise.all([browser?.close(), agent?.stop(), server?.kill("SIGTERM")]);
+    await Promise.all([browser?.close(), agent?.stop(), server?.stop()]);
     rmSync(work, { recursive: true, force: true });
   });
 
