@@ -2,9 +2,10 @@
 // on the client comes back to an agent started again on the same port.
 
 import assert from "node:assert/strict";
+import { createServer } from "node:net";
 import { describe, it } from "node:test";
 import { AgentNotRunningError, connect, DisconnectedError } from "../src/index.js";
-import { freePort, startAgent, waitFor, WebSocket } from "./support.mjs";
+import { freePort, listening, startAgent, waitFor, WebSocket } from "./support.mjs";
 
 const next = (io, event) => new Promise((resolve) => io.on(event, (...args) => resolve(args)));
 
@@ -59,6 +60,33 @@ describe("a dropped connection", { timeout: 60000 }, () => {
       await io?.close();
       await first.stop();
       await second?.stop();
+    }
+  });
+
+  it("closed by the page while an attempt is under way, stops trying and tells nothing more", async () => {
+    const agent = await startAgent();
+    const io = await connect({ port: agent.port, WebSocket, reconnect: { initialDelayMs: 20, maxDelayMs: 20 } });
+    let attempts = 0;
+    let atClose;
+    io.on("reconnecting", () => (attempts += 1)).on("reconnectFailed", () => (attempts += 1));
+    await agent.kill();
+    // Where the agent was, a listener that holds one attempt while the page closes, then
+    // fails it and goes, so that the attempt's probe of /status is refused at once.
+    const holder = createServer(async (socket) => {
+      atClose = attempts;
+      holder.close();
+      await io.close();
+      socket.destroy();
+    });
+    try {
+      await listening(holder, agent.port);
+      await waitFor(() => atClose !== undefined, "an attempt reaching the listener");
+      await new Promise((resolve) => setTimeout(resolve, 200)); // ten delays
+      assert.equal(attempts, atClose);
+    } finally {
+      if (holder.listening) holder.close();
+      await io.close();
+      await agent.stop();
     }
   });
 });

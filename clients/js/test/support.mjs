@@ -18,8 +18,8 @@ export const webSocketFrom = (origin) =>
     }
   };
 
-export async function listening(server) {
-  server.listen(0, "127.0.0.1");
+export async function listening(server, port = 0) {
+  server.listen(port, "127.0.0.1");
   await once(server, "listening");
   return server.address().port;
 }
