@@ -2,11 +2,10 @@
 // The real tarnaxe binary started for a test or a benchmark, in its own throw-away home,
 // on a port of its own choosing that it reports when ready.
 
+#include "support/FileContents.h"
 #include "support/ReadyLine.h"
 #include "support/TempHome.h"
 
-#include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QStringList>
@@ -18,11 +17,9 @@ public:
     // settingsText is written as TarnLocal.ini before the start.
     explicit AgentProcess(const QByteArray& settingsText = "[HostBridge]\nPort=0\n")
     {
-        const QString folder = m_home.configHome() + QStringLiteral("/TarnAxe");
-        QFile settings(folder + QStringLiteral("/TarnLocal.ini"));
-        if (!QDir().mkpath(folder) || !settings.open(QIODevice::WriteOnly) ||
-            settings.write(settingsText) != settingsText.size())
-            qWarning("cannot write %s", qPrintable(settings.fileName()));
+        const QString settings = m_home.configHome() + QStringLiteral("/TarnAxe/TarnLocal.ini");
+        if (!writeFileContents(settings, settingsText))
+            qWarning("cannot write %s", qPrintable(settings));
         m_process.setProcessEnvironment(m_home.environment());
         m_process.setProgram(QStringLiteral(TARNAXE_AGENT_PATH));
     }

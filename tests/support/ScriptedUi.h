@@ -36,10 +36,9 @@ public:
         fileDialogs.append(request);
         return fileAnswers.isEmpty() ? std::nullopt : fileAnswers.dequeue();
     }
-    std::optional<QString> chooseFolder(const QString& title, const QString& folder) override
+    std::optional<QString> chooseFolder(const QString&, const QString&) override
     {
-        folderDialogs.append(title + QLatin1Char('|') + folder);
-        return folderAnswers.isEmpty() ? std::nullopt : folderAnswers.dequeue();
+        return std::nullopt; // cancelled
     }
     void beep() override { ++beeps; }
     void showWindow(QObject* window) override { shown.append(window->objectName()); }
@@ -52,11 +51,9 @@ public:
 
     QQueue<MessageAnswer> boxAnswers;
     QQueue<std::optional<QString>> fileAnswers;
-    QQueue<std::optional<QString>> folderAnswers;
 
     QList<MessageBoxRequest> boxes;
     QList<FileDialogRequest> fileDialogs;
-    QStringList folderDialogs;         // "<title>|<folder>"
     QStringList shown, raised, closed; // object names, in order
     int beeps = 0;
 

@@ -35,11 +35,9 @@ TempHome::~TempHome()
 QProcessEnvironment TempHome::environment() const
 {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("HOME"), path());
-    env.insert(QStringLiteral("XDG_CONFIG_HOME"), configHome());
-    env.insert(QStringLiteral("XDG_CACHE_HOME"), cacheHome());
-    env.insert(QStringLiteral("XDG_STATE_HOME"), stateHome());
-    env.insert(QStringLiteral("XDG_DATA_HOME"), dataHome());
+    const QString values[] = {path(), configHome(), cacheHome(), stateHome(), dataHome()};
+    for (int i = 0; i < 5; ++i)
+        env.insert(QLatin1String(kVariables[i]), values[i]);
     const QString runtime = path() + QStringLiteral("/run");
     QDir().mkpath(runtime);
     QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);

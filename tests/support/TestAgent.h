@@ -8,12 +8,11 @@
 #include "automation/SharedState.h"
 #include "config/LocalSettings.h"
 #include "platform/ProfileFile.h"
+#include "support/FileContents.h"
 #include "support/ScriptedUi.h"
 #include "support/TempHome.h"
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QFile>
 
 namespace tarnaxe::test {
 
@@ -43,9 +42,7 @@ public:
     QString makeFile(const QString& relativePath, qint64 size)
     {
         const QString path = home.path() + QLatin1Char('/') + relativePath;
-        QFile file(path);
-        if (!QDir().mkpath(QFileInfo(path).path()) || !file.open(QIODevice::WriteOnly) ||
-            !file.resize(size))
+        if (!writeFileContents(path, QByteArray(size, 'x')))
             qFatal("cannot create test file %s", qPrintable(path));
         return path;
     }
