@@ -166,8 +166,6 @@ private slots:
         QVERIFY(!reader.readField(set.envelopePath(), "N_TTL_AMT", value));
         QCOMPARE(value, Variant(QString()));
         QCOMPARE(reader.lastError(), "Invalid Field Name");
-        EstimateRecord record;
-        QVERIFY(!reader.readBasicInfo(set.envelopePath(), kNoLimit, record));
         QVERIFY(QFile::remove(set.vehicleMemoPath()));
         QVERIFY(!reader.readField(set.envelopePath(), "V_MEMO", value));
         QCOMPARE(reader.lastError(), "DBT File Not Found");

@@ -84,8 +84,8 @@ void ScriptedHttpServer::readFrom(Connection* c)
             c->ticker->start(c->answer.readIntervalMs);
         }
     } else {
-        const qint64 want = c->answer.readPerTick > 0 ? c->answer.readPerTick : -1;
-        c->request.body += want > 0 ? c->socket->read(want) : c->socket->readAll();
+        const qint64 perTick = c->answer.readPerTick;
+        c->request.body += perTick > 0 ? c->socket->read(perTick) : c->socket->readAll();
     }
     if (c->request.body.size() >= c->contentLength)
         answer(c);
@@ -106,12 +106,11 @@ void ScriptedHttpServer::answer(Connection* c)
     case ScriptedAnswer::Kind::Raw:
         c->socket->write(c->answer.body);
         break;
-    case ScriptedAnswer::Kind::Reply: {
+    case ScriptedAnswer::Kind::Reply:
         c->socket->write("HTTP/1.1 " + QByteArray::number(c->answer.status) + ' ' +
                          c->answer.reason + "\r\nContent-Length: " +
                          QByteArray::number(c->answer.body.size()) + "\r\n\r\n" + c->answer.body);
         break;
-    }
     }
     c->socket->setReadBufferSize(0);
     if (c->answer.closeAfter)

@@ -165,11 +165,6 @@ private slots:
         QCOMPARE(read('x', three + "Export:abc"), "EMSBlobReadError: No export data returned");
         QCOMPARE(read('e', three), "EMSBlobReadError: No  data returned");
         QCOMPARE(read('m', three), "MIEBlobReadError: No export data returned");
-        m_server->script({ScriptedAnswer::reply(503, "Busy")});
-        QByteArray got;
-        QString message;
-        QVERIFY(!reads.GetMIEBlob("{G}", got, message));
-        QCOMPARE(message, "HTTP 503 Busy");
         QList<QByteArray> asked;
         for (const auto& request : m_server->requests())
             asked << request.path + ' ' + request.body;

@@ -149,7 +149,6 @@ private slots:
         row("AppendToFile", "http500", 3, -1);
         row("InsertImage", "garbage", 1, -1);
         row("InsertImage", "no-status", 2, yes);
-        row("InsertImage", "no-status", 2, no, "Uploading Image");
         row("WriteFile", "drop", 100, no,
             "Uploading Image\r\nError: Connection closed by the server");
         row("BeginAttachmentTransaction", "no-status", 10, no, "Begin Transaction");
