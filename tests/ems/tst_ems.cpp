@@ -34,17 +34,6 @@ QString padded(const char* text, int width)
     return QString::fromLatin1(text).leftJustified(width);
 }
 
-// Writes each name with a size of its own (10, 20, 30... bytes), or empty after a "!".
-bool writeFiles(const test::TableFolder& folder, const QStringList& names)
-{
-    for (qsizetype i = 0; i < names.size(); ++i) {
-        const bool empty = names[i].startsWith('!');
-        if (folder.write(names[i].mid(empty), QByteArray(empty ? 0 : 10 * (i + 1), 'x')).isEmpty())
-            return false;
-    }
-    return true;
-}
-
 } // namespace
 
 class TestEms : public QObject {
@@ -315,7 +304,12 @@ private slots:
                "EMSEnvelope:Est1.ENV:10 EMSAdministration1:Est1A.AD1:20 EMSTotals:Est1.TTL:30"}}) {
             const QStringList files = QString(names).split(' ');
             test::TableFolder folder;
-            QVERIFY(writeFiles(folder, files));
+            // Each file with a size of its own (10, 20, 30... bytes), or empty after a "!".
+            for (qsizetype i = 0; i < files.size(); ++i) {
+                const bool empty = files[i].startsWith('!');
+                const QByteArray bytes(empty ? 0 : 10 * (i + 1), 'x');
+                QVERIFY(!folder.write(files[i].mid(empty), bytes).isEmpty());
+            }
             EstimateRecord entry;
             entry.envelopeFile = folder.filePath(files.first());
             entry.baseName = *platform ? folder.filePath("0001") : "";

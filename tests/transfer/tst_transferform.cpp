@@ -193,35 +193,28 @@ private slots:
                  "Transfer Not Complete!: User cancelled the process");
     }
 
-    void emptyDataIsRefused_data()
-    {
-        QTest::addColumn<QString>("command");
-        QTest::addColumn<QString>("replies"); // the bodies, one a line
-        QTest::addColumn<QString>("box");     // title: text
-        QTest::newRow("no envelope")
-            << "READ"
-            << "Status:SUCCESS\tClaimNumber:C\t\nStatus:SUCCESS\tExportSize:0\t"
-            << "Cannot Transfer Assignment: No EMS data exists for this assignment.";
-        QTest::newRow("no MIE data") << "READMIE"
-                                     << "Status:SUCCESS\tExportSize:0\t"
-                                     << "Cannot Download: No MIE data exists for this assignment.";
-    }
+    // A reply without data: nothing is written, and the clerk is told why.
     void emptyDataIsRefused()
     {
-        QFETCH(QString, command);
-        QFETCH(QString, replies);
         m_settings->MIEDelivery = addSlot(1, platform_names::ccc);
-        test::ScriptedHttpServer scripted;
-        QVERIFY(scripted.listen());
-        QList<ScriptedAnswer> answers;
-        for (const QString& body : replies.split('\n'))
-            answers << ScriptedAnswer::reply(200, "OK", body.toLatin1());
-        scripted.script(answers);
-        QCOMPARE(run(command, scripted.hostPort()),
-                 busyThen(command == "READ" ? kRead : kReadMie, "ERROR", "Error Occurred"));
-        QTEST(m_ui.boxes.last().title + ": " + m_ui.lastText(), "box");
-        QCOMPARE(scripted.requests().size(), answers.size());
-        QVERIFY(test::folderEntries(m_settings->MIEDelivery).isEmpty());
+        for (const auto& [command, caption, replies, box] :
+             {std::tuple{"READ", kRead,
+                         "Status:SUCCESS\tClaimNumber:C\t\nStatus:SUCCESS\tExportSize:0\t",
+                         "Cannot Transfer Assignment: No EMS data exists for this assignment."},
+              {"READMIE", kReadMie, "Status:SUCCESS\tExportSize:0\t",
+               "Cannot Download: No MIE data exists for this assignment."}}) {
+            test::ScriptedHttpServer scripted;
+            QVERIFY(scripted.listen());
+            QList<ScriptedAnswer> answers;
+            for (const QString& body : QString(replies).split('\n'))
+                answers << ScriptedAnswer::reply(200, "OK", body.toLatin1());
+            scripted.script(answers);
+            QCOMPARE(run(command, scripted.hostPort()),
+                     busyThen(caption, "ERROR", "Error Occurred"));
+            QCOMPARE(m_ui.boxes.last().title + ": " + m_ui.lastText(), box);
+            QCOMPARE(scripted.requests().size(), answers.size());
+            QVERIFY(test::folderEntries(m_settings->MIEDelivery).isEmpty());
+        }
     }
 
     void mieData()

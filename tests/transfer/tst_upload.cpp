@@ -22,15 +22,6 @@ using namespace tarnaxe;
 using tarnaxe::test::DataupServer;
 using tarnaxe::test::DataupServerOptions;
 
-namespace {
-
-QString text(const QJsonValue& value)
-{
-    return value.toString();
-}
-
-} // namespace
-
 class TestUpload : public QObject {
     Q_OBJECT
 
@@ -39,8 +30,7 @@ private slots:
     {
         m_folder = std::make_unique<test::TableFolder>();
         QVERIFY(m_folder->isValid());
-        for (const char* list : {"Photos", "PrintDocs", "Files", "Estimates"})
-            m_lists.zap(QLatin1String(list));
+        m_lists = AttachmentLists();
         m_ui = test::ScriptedUi();
         m_view = test::RecordingView();
         m_state = SharedState();
@@ -97,31 +87,31 @@ private slots:
         QVERIFY(m_ui.boxes.isEmpty());
         QCOMPARE(m_view.bars.last(), 100);
         const QJsonObject transaction = lastTransaction();
-        QCOMPARE(text(transaction["state"]), "committed");
+        QCOMPARE(transaction["state"].toString(), "committed");
         const QJsonArray inserts = transaction["attachments"].toArray();
         // Print documents first, then photos, files and estimates.
         QStringList kinds;
         for (const QJsonValue insert : inserts)
-            kinds << text(insert["kind"]);
+            kinds << insert["kind"].toString();
         QCOMPARE(kinds, (QStringList{"print", "image", "file", "file", "file", "ems"}));
         for (qsizetype i = 0; i < paths.size(); ++i) {
-            QCOMPARE(text(inserts[i]["fieldMap"]["WorkerGUID"]), "{W-1}");
-            QCOMPARE(text(inserts[i]["fieldMap"]["AssignmentGUID"]),
+            QCOMPARE(inserts[i]["fieldMap"]["WorkerGUID"].toString(), "{W-1}");
+            QCOMPARE(inserts[i]["fieldMap"]["AssignmentGUID"].toString(),
                      m_state.request.AssignmentGUID);
-            QCOMPARE(text(inserts[i]["files"][0]["sha256"]), test::fileSha256(paths[i]));
+            QCOMPARE(inserts[i]["files"][0]["sha256"].toString(), test::fileSha256(paths[i]));
         }
-        QCOMPARE(text(inserts[0]["fieldMap"]["Description"]), "Printed estimate");
-        QCOMPARE(text(inserts[1]["fieldMap"]["Caption"]), "Front – bumper");
-        QCOMPARE(text(inserts[2]["fieldMap"]["FileName"]), "f 1.bin");
-        QCOMPARE(text(inserts[2]["fieldMap"]["Description"]), "Adjuster  notes");
+        QCOMPARE(inserts[0]["fieldMap"]["Description"].toString(), "Printed estimate");
+        QCOMPARE(inserts[1]["fieldMap"]["Caption"].toString(), "Front – bumper");
+        QCOMPARE(inserts[2]["fieldMap"]["FileName"].toString(), "f 1.bin");
+        QCOMPARE(inserts[2]["fieldMap"]["Description"].toString(), "Adjuster  notes");
 
         // The estimate: preparse fields, and each member and the MIE file under its name.
         const QJsonValue ems = inserts.last();
-        QCOMPARE(text(ems["fieldMap"]["PreparseClaimNumber"]), "12-345678-90");
-        QCOMPARE(text(ems["fieldMap"]["EMSEstimatingPlatformCode"]), estimate.platformCode);
+        QCOMPARE(ems["fieldMap"]["PreparseClaimNumber"].toString(), "12-345678-90");
+        QCOMPARE(ems["fieldMap"]["EMSEstimatingPlatformCode"].toString(), estimate.platformCode);
         QMap<QString, QString> digests;
         for (const QJsonValue file : ems[QLatin1String("files")].toArray())
-            digests.insert(text(file["field"]), text(file["sha256"]));
+            digests.insert(file["field"].toString(), file["sha256"].toString());
         QCOMPARE(digests.size(), 8); // env, ad1, ad2, veh, ttl, pft, the memo and the MIE file
         QCOMPARE(digests.value("EMSVehicleMemos"), test::fileSha256(set.vehicleMemoPath()));
         QCOMPARE(digests.value("MIELocation"), test::fileSha256(estimate.mieFile));
@@ -182,11 +172,11 @@ private slots:
         }
         const QJsonObject transaction = lastTransaction();
         const bool committed = answer != int(MessageAnswer::No);
-        QCOMPARE(text(transaction["state"]), committed               ? "committed"
-                                             : transaction.isEmpty() ? ""
-                                                                     : "open");
+        QCOMPARE(transaction["state"].toString(), committed               ? "committed"
+                                                  : transaction.isEmpty() ? ""
+                                                                          : "open");
         if (committed)
-            QCOMPARE(text(transaction["attachments"][0]["files"][0]["sha256"]),
+            QCOMPARE(transaction["attachments"][0]["files"][0]["sha256"].toString(),
                      test::fileSha256(photo));
     }
 
@@ -201,10 +191,10 @@ private slots:
             };
             m_ui.boxAnswers.enqueue(answer);
             QCOMPARE(run(), answer == MessageAnswer::No);
-            QCOMPARE(m_ui.boxes.last().title, "Cancel Upload");
-            QCOMPARE(m_ui.boxes.last().text, "Are you sure?");
+            QCOMPARE(m_ui.boxes.last().title + ": " + m_ui.lastText(),
+                     "Cancel Upload: Are you sure?");
             const QJsonObject transaction = lastTransaction();
-            QCOMPARE(text(transaction["state"]),
+            QCOMPARE(transaction["state"].toString(),
                      answer == MessageAnswer::No ? "committed" : "open");
             QCOMPARE(transaction["inserts"].toArray().size(), answer == MessageAnswer::No ? 3 : 2);
         }
@@ -291,7 +281,7 @@ private:
     {
         const QJsonArray all = m_server->transactions();
         return all.isEmpty() ? QJsonObject()
-                             : m_server->transaction(text(all.last()[QLatin1String("guid")]));
+                             : m_server->transaction(all.last()[QLatin1String("guid")].toString());
     }
 
     std::unique_ptr<test::TableFolder> m_folder;
