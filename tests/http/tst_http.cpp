@@ -1,9 +1,7 @@
-// The HTTP client. The reply parser on its own: each framing fed whole, a byte at a time and
-// in uneven pieces; the end of a connection; the answers it refuses; its limits to the byte.
-// HttpTransport against a scripted server: one answer on a kept connection (whether the
-// connection is kept after it, its error text, answers cut short or refused), the one resend
-// after a kept connection closed, the request's head, and the time-out that only a silent
-// server meets.
+// The HTTP client. The reply parser fed whole, a byte at a time and in uneven pieces: each
+// framing, the end of a connection, the answers it refuses, its limits to the byte. The
+// transport against a scripted server: one answer on a kept connection, the one resend after
+// a kept connection closed, the request's head, the time-out that only a silent server meets.
 
 #include "http/HttpReplyParser.h"
 #include "http/HttpTransport.h"

@@ -1,9 +1,7 @@
-// frmIO driven headless, against the reference server (or a scripted one where it cannot be
-// made to send a reply): the caption and statuses per command, the bar, the refusal to close
-// while it works, one run per form, unloading when done; assignments and MIE data fetched,
-// empty data refused, and the clerk's Cancel stopping a delivery. Which files each platform
-// gets is shown with a fake source in tests/delivery, the pieces' way through the real agent
-// in tests/e2e.
+// frmIO driven headless against the reference server, or a scripted one for replies it cannot
+// be made to send: captions and statuses, the bar, no closing while it works, one run per form,
+// assignments and MIE data fetched, empty data refused, the clerk's Cancel. Which files each
+// platform gets is shown in tests/delivery, the pieces' way through the real agent in tests/e2e.
 
 #include "automation/AttachmentLists.h"
 #include "automation/SharedState.h"

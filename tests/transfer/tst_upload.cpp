@@ -182,7 +182,8 @@ private slots:
 
     void cancelBetweenSteps()
     {
-        addTextFiles();
+        for (int i = 0; i < 3; ++i)
+            m_lists.appendFile(m_folder->write(QStringLiteral("f%1.txt").arg(i), "text"));
         // The clerk presses cancel while the second file goes: No goes on, Yes stops.
         for (const MessageAnswer answer : {MessageAnswer::No, MessageAnswer::Yes}) {
             m_view.onEvents = [this] {
@@ -203,7 +204,8 @@ private slots:
 
     void listEditedDuringTheUpload()
     {
-        addTextFiles();
+        for (int i = 0; i < 3; ++i)
+            m_lists.appendFile(m_folder->write(QStringLiteral("f%1.txt").arg(i), "text"));
         m_view.onEvents = [this] {
             m_lists.zap("Files");
         };
@@ -260,11 +262,6 @@ private slots:
     }
 
 private:
-    void addTextFiles()
-    {
-        for (int i = 0; i < 3; ++i)
-            m_lists.appendFile(m_folder->write(QStringLiteral("f%1.txt").arg(i), "text"));
-    }
     bool run()
     {
         // A question beyond the scripted answers ends the upload rather than resuming it for
