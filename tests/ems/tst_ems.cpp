@@ -7,6 +7,7 @@
 #include "ems/EstimateText.h"
 #include "ems/MieFiles.h"
 #include "emswriter/EmsSetBuilder.h"
+#include "platform/Windows1252.h"
 #include "support/TableFolder.h"
 
 #include <QTest>
@@ -18,30 +19,19 @@ using M = tarnaxe::EmsMember;
 namespace {
 
 const QDate kNoLimit(1951, 12, 31);
-const QString kOk = QStringLiteral("OK");
-const QString kNotFound = QStringLiteral("File Not Found");
+const QString kOk = "OK";
+const QString kNotFound = "File Not Found";
 
 // A set named base in a folder of its own.
 struct Set : test::TableFolder, EmsSetBuilder {
     using EmsSetBuilder::write;
     using TableFolder::write;
-    explicit Set(const QString& base = QStringLiteral("0001")) : EmsSetBuilder(path(), base) {}
+    explicit Set(const QString& base = "0001") : EmsSetBuilder(path(), base) {}
 };
 
 QString padded(const char* text, int width)
 {
     return QString::fromLatin1(text).leftJustified(width);
-}
-
-// Writes each name with a size of its own (10, 20, 30... bytes), or empty after a "!".
-bool writeFiles(const test::TableFolder& folder, const QStringList& names)
-{
-    for (qsizetype i = 0; i < names.size(); ++i) {
-        const bool empty = names[i].startsWith('!');
-        if (folder.write(names[i].mid(empty), QByteArray(empty ? 0 : 10 * (i + 1), 'x')).isEmpty())
-            return false;
-    }
-    return true;
 }
 
 } // namespace
@@ -165,8 +155,6 @@ private slots:
         QVERIFY(!reader.readField(set.envelopePath(), "N_TTL_AMT", value));
         QCOMPARE(value, Variant(QString()));
         QCOMPARE(reader.lastError(), "Invalid Field Name");
-        EstimateRecord record;
-        QVERIFY(!reader.readBasicInfo(set.envelopePath(), kNoLimit, record));
         QVERIFY(QFile::remove(set.vehicleMemoPath()));
         QVERIFY(!reader.readField(set.envelopePath(), "V_MEMO", value));
         QCOMPARE(reader.lastError(), "DBT File Not Found");
@@ -283,6 +271,13 @@ private slots:
                               padded("C602E65C-4E1B-417C-85C0-44A344871DA9", 38), "E01", "False"}));
         QVERIFY(reader.readField(envelope, "V_VIN", value));
         QCOMPARE(value, Variant(padded("3VWRX7AJ4AM065626", 25)));
+        // Its memo's dBase IV length counts the block's 8 header bytes, which the reader takes
+        // as text, so the memo brings the 8 bytes that follow it in the file.
+        QVERIFY(reader.readField(envelope, "V_OPTIONS", value));
+        const QByteArray memo = toWindows1252(value.toText());
+        QVERIFY2(memo.size() == 1553 && memo.startsWith("AC;    ") &&
+                     memo.endsWith("eats\x1A\x1A" + QByteArray(8, '\0')),
+                 memo.left(16).toHex().constData());
     }
 
     // The files of an entry for the upload: every non-empty member, in row order, with its
@@ -291,29 +286,30 @@ private slots:
     void collect()
     {
         const QString bare = "EMSEnvelope:0001.env:10 EMSVehicleMemos:";
-        for (const auto& [files, platform, collected] :
-             {std::tuple{QStringList{"0001.env", "0001.dbt", "0001v.dbt"}, "m",
-                         bare + "0001v.dbt:30"},
-              {QStringList{"0001.ENV",       "0001A.AD1", "0001b.ad2", "0001V.veh", "0001.lin",
-                           "0001.pfh",       "0001.pfp",  "0001.pfl",  "0001.pfm",  "0001.pft",
-                           "0001.pfo",       "0001.stl",  "0001.TTL",  "0001.ven",  "0001a.DBT",
-                           "0001b.dbt",      "0001v.dbt", "00011.env", "0002.lin",  "!0001.dbt",
-                           "mie/5678_90.mie"},
+        for (const auto& [names, platform, collected] :
+             {std::tuple{"0001.env 0001.dbt 0001v.dbt", "m", bare + "0001v.dbt:30"},
+              {"0001.ENV 0001A.AD1 0001b.ad2 0001V.veh 0001.lin 0001.pfh 0001.pfp 0001.pfl "
+               "0001.pfm 0001.pft 0001.pfo 0001.stl 0001.TTL 0001.ven 0001a.DBT 0001b.dbt "
+               "0001v.dbt 00011.env 0002.lin !0001.dbt mie/5678_90.mie",
                "A",
                "EMSEnvelope:0001.ENV:10 EMSAdministration1:0001A.AD1:20 "
-               "EMSAdministration2:0001b.ad2:30 "
-               "EMSVehicle:0001V.veh:40 EMSDetail:0001.lin:50 EMSHeaderProfile:0001.pfh:60 "
-               "EMSPartsRates:0001.pfp:70 "
-               "EMSLaborRates:0001.pfl:80 EMSMaterialsRates:0001.pfm:90 "
-               "EMSTaxTierProfile:0001.pft:100 "
-               "EMSAdditionalProfile:0001.pfo:110 EMSSubtotals:0001.stl:120 EMSTotals:0001.TTL:130 "
-               "EMSNonOEMSupplier:0001.ven:140 EMSAdministration1Memos:0001a.DBT:150 "
-               "EMSAdministration2Memos:0001b.dbt:160 EMSVehicleMemos:0001v.dbt:170 "
-               "MIELocation:5678_90.mie:210"},
-              {QStringList{"Est1.ENV", "Est1A.AD1", "Est1.TTL", "!Est1.lin"}, "",
+               "EMSAdministration2:0001b.ad2:30 EMSVehicle:0001V.veh:40 EMSDetail:0001.lin:50 "
+               "EMSHeaderProfile:0001.pfh:60 EMSPartsRates:0001.pfp:70 EMSLaborRates:0001.pfl:80 "
+               "EMSMaterialsRates:0001.pfm:90 EMSTaxTierProfile:0001.pft:100 "
+               "EMSAdditionalProfile:0001.pfo:110 EMSSubtotals:0001.stl:120 "
+               "EMSTotals:0001.TTL:130 EMSNonOEMSupplier:0001.ven:140 "
+               "EMSAdministration1Memos:0001a.DBT:150 EMSAdministration2Memos:0001b.dbt:160 "
+               "EMSVehicleMemos:0001v.dbt:170 MIELocation:5678_90.mie:210"},
+              {"Est1.ENV Est1A.AD1 Est1.TTL !Est1.lin", "",
                "EMSEnvelope:Est1.ENV:10 EMSAdministration1:Est1A.AD1:20 EMSTotals:Est1.TTL:30"}}) {
+            const QStringList files = QString(names).split(' ');
             test::TableFolder folder;
-            QVERIFY(writeFiles(folder, files));
+            // Each file with a size of its own (10, 20, 30... bytes), or empty after a "!".
+            for (qsizetype i = 0; i < files.size(); ++i) {
+                const bool empty = files[i].startsWith('!');
+                const QByteArray bytes(empty ? 0 : 10 * (i + 1), 'x');
+                QVERIFY(!folder.write(files[i].mid(empty), bytes).isEmpty());
+            }
             EstimateRecord entry;
             entry.envelopeFile = folder.filePath(files.first());
             entry.baseName = *platform ? folder.filePath("0001") : "";

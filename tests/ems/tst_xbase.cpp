@@ -19,16 +19,16 @@ using test::describeVariant;
 
 namespace {
 
-const QString kOk = QStringLiteral("OK");
-const QString kEof = QStringLiteral("READ: Unexpected end of file");
-const QString kOverflow = QStringLiteral("READ: Overflow");
-const QString kBeyond = QStringLiteral("GETFIELD: Field beyond end of record");
-const QString kHeader = QStringLiteral("Invalid XBASE File Header");
-const QString kLength = QStringLiteral("Inconsistent XBASE File Length");
-const QString kFormat = QStringLiteral("Unsupported XBASE file format");
-const QString kBadName = QStringLiteral("Invalid Field Name");
-const QString kBadType = QStringLiteral("Invalid Field Type");
-const QString kNoSignature = QStringLiteral("Invalid memo field signature");
+const QString kOk = "OK";
+const QString kEof = "READ: Unexpected end of file";
+const QString kOverflow = "READ: Overflow";
+const QString kBeyond = "GETFIELD: Field beyond end of record";
+const QString kHeader = "Invalid XBASE File Header";
+const QString kLength = "Inconsistent XBASE File Length";
+const QString kFormat = "Unsupported XBASE file format";
+const QString kBadName = "Invalid Field Name";
+const QString kBadType = "Invalid Field Type";
+const QString kNoSignature = "Invalid memo field signature";
 
 // A table of two 5-byte fields A and B, one record of 11 bytes at 97, its header bent.
 struct Bend {
@@ -192,8 +192,8 @@ private slots:
         };
         name("bytes after the NUL", QByteArray("NAME\0XYZ", 8), "NAME", false);
         name("11 letters, asked longer", "ABCDEFGHIJK", "abcdefghijkL", true);
-        name("Windows-1252", "\xC9TAT", QStringLiteral("état"), true);
-        name("outside Windows-1252", "?", QStringLiteral("\u0101"), false);
+        name("Windows-1252", "\xC9TAT", "état", true);
+        name("outside Windows-1252", "?", "\u0101", false);
         fieldRow("the first of two", "OTHER", "C5abc", "other", "zz");
         value("C padded, untrimmed", "C6AB", "AB    ");
         value("c lower-case type", "c5\x80\xE9\x93x\x94", "€é“x”");
@@ -280,49 +280,6 @@ private slots:
         // Past the last record: refused, and the last record stays current.
         QVERIFY(!reader.ReadRecord(outcome.records + 1) &&
                 reader.currentRecord() == outcome.records);
-    }
-
-    // Values from the files of other programs. A memo is given by its length, head and tail:
-    // dBase IV lengths in these files count the 8 header bytes, which our reader takes as
-    // text, so each such memo brings the 8 bytes that follow it in the file.
-    void realValues_data()
-    {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<int>("record");
-        QTest::addColumn<QString>("field");
-        QTest::addColumn<Variant>("expected"); // a memo's head
-        QTest::addColumn<int>("length");       // 0: not a memo
-        QTest::addColumn<QByteArray>("tail");
-        const auto row = [](const char* path, int record, const char* field,
-                            const Variant& expected, int length = 0, const QByteArray& tail = {}) {
-            QTest::addRow("%s %d %s", path, record, field)
-                << path << record << field << expected << length << tail;
-        };
-        const QByteArray nuls(8, '\0');
-        row("dbfread/people.dbf", 3, "name", "Deleted Guy     ");
-        row("ems/QYUZK0P.env", 1, "CREATE_DT", dateOf(2017, 6, 19));
-        row("ems/QYUZK0PV.veh", 1, "V_OPTIONS", "AC;    ", 1553, "eats\x1A\x1A" + nuls);
-    }
-
-    void realValues()
-    {
-        QFETCH(QString, path);
-        QFETCH(int, record);
-        QFETCH(QString, field);
-        QFETCH(Variant, expected);
-        QFETCH(int, length);
-        QFETCH(QByteArray, tail);
-        clsXBASE reader;
-        QVERIFY(reader.OpenFile(m_real.filePath(path)) && reader.ReadRecord(record));
-        Variant value;
-        QVERIFY2(reader.GetFieldData(field, value), qPrintable(reader.ErrorMessage()));
-        if (!length)
-            QCOMPARE(describeVariant(value), describeVariant(expected));
-        // One character per byte, so the bytes come back whole.
-        const QByteArray bytes = toWindows1252(value.toText());
-        QCOMPARE(fromWindows1252(bytes), value.toText());
-        QVERIFY(!length || (bytes.size() == length && bytes.endsWith(tail) &&
-                            bytes.startsWith(toWindows1252(expected.stringValue()))));
     }
 
     // Each input kept from fuzzing (a table and its memo file, or an EMS set: see

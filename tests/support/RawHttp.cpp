@@ -5,27 +5,6 @@
 
 namespace tarnaxe::test {
 
-namespace {
-
-HttpReply parseReply(const QByteArray& data)
-{
-    HttpReply reply;
-    const qsizetype end = data.indexOf("\r\n\r\n");
-    if (end < 0)
-        return reply;
-    const QList<QByteArray> lines = data.left(end).split('\n');
-    reply.status = lines.first().trimmed().split(' ').value(1).toInt();
-    for (qsizetype i = 1; i < lines.size(); ++i) {
-        const qsizetype colon = lines[i].indexOf(':');
-        reply.headers.insert(lines[i].left(colon).trimmed().toLower(),
-                             lines[i].mid(colon + 1).trimmed());
-    }
-    reply.body = data.mid(end + 4);
-    return reply;
-}
-
-} // namespace
-
 HttpReply httpExchange(quint16 port, const QList<QByteArray>& pieces)
 {
     QTcpSocket socket;
@@ -46,8 +25,19 @@ HttpReply httpExchange(quint16 port, const QList<QByteArray>& pieces)
                    (data.startsWith("HTTP/1.1 101") && data.contains("\r\n\r\n"));
         },
         5000);
-    HttpReply reply = parseReply(data);
+    HttpReply reply;
     reply.closed = socket.state() == QAbstractSocket::UnconnectedState;
+    const qsizetype end = data.indexOf("\r\n\r\n");
+    if (end < 0)
+        return reply;
+    const QList<QByteArray> lines = data.left(end).split('\n');
+    reply.status = lines.first().trimmed().split(' ').value(1).toInt();
+    for (qsizetype i = 1; i < lines.size(); ++i) {
+        const qsizetype colon = lines[i].indexOf(':');
+        reply.headers.insert(lines[i].left(colon).trimmed().toLower(),
+                             lines[i].mid(colon + 1).trimmed());
+    }
+    reply.body = data.mid(end + 4);
     return reply;
 }
 

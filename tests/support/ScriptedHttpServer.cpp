@@ -16,31 +16,6 @@ struct ScriptedHttpServer::Connection {
     bool answered = false;
 };
 
-ScriptedAnswer ScriptedAnswer::reply(int status, QByteArray reason, QByteArray body)
-{
-    ScriptedAnswer a;
-    a.status = status;
-    a.reason = std::move(reason);
-    a.body = std::move(body);
-    return a;
-}
-
-ScriptedAnswer ScriptedAnswer::raw(QByteArray bytes, bool closeAfter)
-{
-    ScriptedAnswer a;
-    a.kind = Kind::Raw;
-    a.body = std::move(bytes);
-    a.closeAfter = closeAfter;
-    return a;
-}
-
-ScriptedAnswer ScriptedAnswer::silence()
-{
-    ScriptedAnswer a;
-    a.kind = Kind::Silence;
-    return a;
-}
-
 ScriptedHttpServer::ScriptedHttpServer()
 {
     connect(&m_server, &QTcpServer::newConnection, this, &ScriptedHttpServer::accept);
@@ -92,9 +67,7 @@ void ScriptedHttpServer::readFrom(Connection* c)
         c->request = {};
         c->request.head = c->buffer.left(end);
         const QList<QByteArray> lines = c->request.head.split('\n');
-        const QList<QByteArray> first = lines.value(0).trimmed().split(' ');
-        c->request.method = first.value(0);
-        c->request.path = first.value(1);
+        c->request.path = lines.value(0).trimmed().split(' ').value(1);
         c->contentLength = 0;
         for (const QByteArray& line : lines) {
             const qsizetype colon = line.indexOf(':');
@@ -111,8 +84,8 @@ void ScriptedHttpServer::readFrom(Connection* c)
             c->ticker->start(c->answer.readIntervalMs);
         }
     } else {
-        const qint64 want = c->answer.readPerTick > 0 ? c->answer.readPerTick : -1;
-        c->request.body += want > 0 ? c->socket->read(want) : c->socket->readAll();
+        const qint64 perTick = c->answer.readPerTick;
+        c->request.body += perTick > 0 ? c->socket->read(perTick) : c->socket->readAll();
     }
     if (c->request.body.size() >= c->contentLength)
         answer(c);
@@ -133,12 +106,11 @@ void ScriptedHttpServer::answer(Connection* c)
     case ScriptedAnswer::Kind::Raw:
         c->socket->write(c->answer.body);
         break;
-    case ScriptedAnswer::Kind::Reply: {
+    case ScriptedAnswer::Kind::Reply:
         c->socket->write("HTTP/1.1 " + QByteArray::number(c->answer.status) + ' ' +
                          c->answer.reason + "\r\nContent-Length: " +
                          QByteArray::number(c->answer.body.size()) + "\r\n\r\n" + c->answer.body);
         break;
-    }
     }
     c->socket->setReadBufferSize(0);
     if (c->answer.closeAfter)

@@ -15,7 +15,6 @@ class QTcpSocket;
 namespace tarnaxe::test {
 
 struct RecordedRequest {
-    QByteArray method;
     QByteArray path;
     QByteArray head; // request line and headers
     QByteArray body;
@@ -34,9 +33,16 @@ struct ScriptedAnswer {
     // The server closes the connection once the answer is written, without saying so.
     bool closeAfter = false;
 
-    static ScriptedAnswer reply(int status, QByteArray reason, QByteArray body = {});
-    static ScriptedAnswer raw(QByteArray bytes, bool closeAfter = false);
-    static ScriptedAnswer silence();
+    static ScriptedAnswer reply(int status, QByteArray reason, QByteArray body = {})
+    {
+        return {.status = status, .reason = std::move(reason), .body = std::move(body)};
+    }
+    static ScriptedAnswer raw(QByteArray bytes, bool closeAfter = false)
+    {
+        return {.kind = Kind::Raw, .body = std::move(bytes), .closeAfter = closeAfter};
+    }
+    static ScriptedAnswer silence() { return {.kind = Kind::Silence, .body = {}}; }
+    static ScriptedAnswer dropped() { return {.kind = Kind::DropAfterBody, .body = {}}; }
 };
 
 class ScriptedHttpServer : public QObject {

@@ -1,8 +1,7 @@
 #include "support/TableFolder.h"
+#include "support/FileContents.h"
 
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
 
 namespace tarnaxe::test {
 
@@ -18,12 +17,7 @@ TableFolder::TableFolder()
 
 QString TableFolder::write(const QString& name, const QByteArray& bytes) const
 {
-    const QString path = filePath(name);
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size())
-        return {};
-    return path;
+    return writeFileContents(filePath(name), bytes) ? filePath(name) : QString();
 }
 
 } // namespace tarnaxe::test

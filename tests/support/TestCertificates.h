@@ -27,9 +27,8 @@ public:
 
 private:
     CertificateFiles files(const QString& name) const;
-    // One openssl command, %1 standing for base.
-    bool run(const QString& command, const QString& base);
-    bool signedBy(const QString& name, const QString& commonName, const QString& altNames);
+    // Makes the key base.key and the certificate base.pem with the given openssl req options.
+    bool run(const QString& options, const QString& base);
 
     QTemporaryDir m_dir;
     QString m_error;

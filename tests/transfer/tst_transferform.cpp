@@ -1,17 +1,22 @@
-// frmIO driven headless: the caption and statuses per command, the bar, the refusal to
-// close while it works, one run per form, and unloading when done.
+// frmIO driven headless against the reference server, or a scripted one for replies it cannot
+// be made to send: captions and statuses, the bar, no closing while it works, one run per form,
+// assignments and MIE data fetched, empty data refused, the clerk's Cancel. Which files each
+// platform gets is shown in tests/delivery, the pieces' way through the real agent in tests/e2e.
 
 #include "automation/AttachmentLists.h"
 #include "automation/SharedState.h"
 #include "config/LocalSettings.h"
 #include "platform/QtUi.h"
 #include "support/DataupServer.h"
+#include "support/FileContents.h"
+#include "support/ManualClock.h"
 #include "support/ScriptedHttpServer.h"
 #include "support/ScriptedUi.h"
 #include "support/TransferFormRun.h"
 #include "transfer/TransferForm.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
@@ -20,85 +25,108 @@
 #include <QTimer>
 
 using namespace tarnaxe;
-using tarnaxe::test::ScriptedUi;
+using tarnaxe::test::ScriptedAnswer;
+
+namespace {
+const QString kRead = "Write Assignment to Local Computer";
+const QString kReadMie = "Write MIE estimate to Local Computer";
+} // namespace
 
 class TestTransferForm : public QObject {
     Q_OBJECT
 
-private slots:
-    void init()
+    test::DataupServer m_server;
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<LocalSettings> m_settings;
+    SharedState m_state;
+    AttachmentLists m_lists;
+    test::ScriptedUi m_ui;
+    test::ManualClock m_clock;
+
+    QString addSlot(int slot, const QString& platform) // the new import folder
     {
-        m_state = SharedState();
-        m_ui = ScriptedUi();
+        m_settings->EMSImportPath[slot] = m_dir->filePath(QStringLiteral("slot%1").arg(slot));
+        m_settings->EMSEstPlatform[slot] = platform;
+        QDir().mkpath(m_settings->EMSImportPath[slot]);
+        return m_settings->EMSImportPath[slot];
+    }
+    // Shows a new form for command and waits until it has unloaded; the statuses it sent. A
+    // server that stops answering fails the run within seconds, not at the test's time-out.
+    QList<QStringList> run(const QString& command, const QString& server = {},
+                           std::function<void(TransferForm&)> during = {})
+    {
+        m_state.request.IOCommand = command;
+        m_state.request.RemoteServer = server;
+        TransferFormContext context{m_state, m_lists, *m_settings, m_ui, {}, {}};
+        context.http.inactivityTimeoutMs = 5000;
+        context.clock = &m_clock;
+        return test::runTransferForm(context, std::move(during), 20000);
+    }
+    static QList<QStringList> busyThen(const QString& caption, const QString& status,
+                                       const QString& message)
+    {
+        return {{"BUSY", caption, caption}, {status, message, caption}};
     }
 
-    void failingCommands_data()
+private slots:
+    void initTestCase() { QVERIFY2(m_server.start(), qPrintable(m_server.error())); }
+    void init()
     {
-        QTest::addColumn<QString>("command");
-        QTest::addColumn<QString>("caption"); // empty: the form never got busy
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<int>("icon");
-        const int info = int(MessageIcon::Information);
-        QTest::newRow("unknown") << "DELETE" << QString() << "Invalid I/O Command"
-                                 << "Program Error" << int(MessageIcon::Critical);
-        // No slot is set up; the MIE data cannot be fetched without a server.
-        QTest::newRow("READ") << "READ"
-                              << "Write Assignment to Local Computer"
-                              << "No assignment destinations have been defined in Setup"
-                              << "Cannot Transfer Assignment" << info;
-        QTest::newRow("READMIE") << "READMIE"
-                                 << "Write MIE estimate to Local Computer"
-                                 << "Invalid server address"
-                                 << "Transfer Not Complete!" << info;
+        m_dir = std::make_unique<QTemporaryDir>();
+        m_settings = std::make_unique<LocalSettings>(m_dir->filePath("TarnLocal.ini"));
+        m_settings->EMSEstPlatform.fill(platform_names::notDefined);
+        m_state = SharedState();
+        m_state.SessionPath = m_dir->filePath("session");
+        QVERIFY(QDir().mkpath(m_state.SessionPath));
+        m_state.request.AssignmentGUID = m_state.request.EstimateGUID = m_server.seed();
+        m_ui = test::ScriptedUi();
+    }
+    // The form only tells; a question would be a fault.
+    void cleanup()
+    {
+        for (const MessageBoxRequest& box : m_ui.boxes)
+            QCOMPARE(box.buttons, MessageButtons::Ok);
     }
 
     void failingCommands()
     {
-        QFETCH(QString, command);
-        QFETCH(QString, caption);
-        const auto statuses = runForm(command);
-        if (caption.isEmpty())
-            QCOMPARE(statuses,
-                     (QList<QStringList>{{"ERROR", "Error Occurred", "Interface Error"}}));
-        else
-            QCOMPARE(statuses, (QList<QStringList>{{"BUSY", caption, caption},
-                                                   {"ERROR", "Error Occurred", caption}}));
-        QCOMPARE(m_ui.boxes.size(), 1);
-        QTEST(m_ui.boxes[0].text, "text");
-        QTEST(m_ui.boxes[0].title, "title");
-        QTEST(int(m_ui.boxes[0].icon), "icon");
+        QCOMPARE(run("DELETE"),
+                 (QList<QStringList>{{"ERROR", "Error Occurred", "Interface Error"}}));
+        // No slot is set up.
+        QCOMPARE(run("READ"), busyThen(kRead, "ERROR", "Error Occurred"));
+        QCOMPARE(m_ui.boxes.size(), 2);
+        for (const auto& [box, icon, title, text] :
+             {std::tuple{m_ui.boxes[0], MessageIcon::Critical, "Program Error",
+                         "Invalid I/O Command"},
+              {m_ui.boxes[1], MessageIcon::Information, "Cannot Transfer Assignment",
+               "No assignment destinations have been defined in Setup"}}) {
+            QCOMPARE(box.icon, icon);
+            QCOMPARE(box.title + ": " + box.text, QString(title) + ": " + text);
+        }
     }
 
     void uploadRunsOnceAndUnloads()
     {
-        test::DataupServer server;
-        QVERIFY2(server.start(), qPrintable(server.error()));
-        m_state.request.AssignmentGUID = server.seed();
-        m_state.request.RemoteServer = server.hostPort();
-        m_state.SessionPath = QDir::tempPath();
         int closeRefusals = -1;
         bool cancelLabelHidden = false, barOnlyGrows = false;
-        const auto statuses = runForm(QStringLiteral("WRITE"), [&](TransferForm& form) {
+        const auto statuses = run("WRITE", m_server.hostPort(), [&](TransferForm& form) {
             // While it works the window stays, with a beep; showing it again runs nothing.
             const int beeps = m_ui.beeps;
             QVERIFY(!form.close());
             closeRefusals = m_ui.beeps - beeps;
             form.hide();
             form.show();
-            cancelLabelHidden = form.findChild<QLabel*>(QStringLiteral("lblCancel"))->isHidden();
+            cancelLabelHidden = form.findChild<QLabel*>("lblCancel")->isHidden();
             form.DrawStatus(80);
             form.DrawStatus(50);
-            barOnlyGrows =
-                form.findChild<StatusBox*>(QStringLiteral("picStatus"))->filledPercent() == 80;
+            barOnlyGrows = form.findChild<StatusBox*>("picStatus")->filledPercent() == 80;
         });
-        const QString caption = QStringLiteral("Save Collected Information");
-        QCOMPARE(statuses, (QList<QStringList>{{"BUSY", caption, caption},
-                                               {"COMPLETE", "No Errors", caption}}));
+        QCOMPARE(statuses, busyThen("Save Collected Information", "COMPLETE", "No Errors"));
         QCOMPARE(closeRefusals, 1);
         QVERIFY(cancelLabelHidden && barOnlyGrows && m_ui.boxes.isEmpty());
-        QCOMPARE(server.transactions().size(), 1);
-        QCOMPARE(server.transactions()[0].toObject()["state"].toString(), "committed");
+        const QJsonArray transactions = m_server.transactions();
+        QCOMPARE(transactions.size(), 1);
+        QCOMPARE(transactions[0].toObject()["state"].toString(), "committed");
     }
 
     // What a server sends is shown as it is: a link or an image in a reply stays text in the
@@ -111,9 +139,9 @@ private slots:
         QVERIFY(server.listen());
         const QByteArray header = "Status:SUCCESS\tClaimNumber:" + hostile +
                                   "\tPolicyNumber:" + hostile + "\tCompanyName:" + hostile + '\t';
-        server.script({test::ScriptedAnswer::reply(200, "OK", header),
-                       test::ScriptedAnswer::reply(200, "OK", failure),
-                       test::ScriptedAnswer::reply(200, "OK", failure)});
+        server.script({ScriptedAnswer::reply(200, "OK", header),
+                       ScriptedAnswer::reply(200, "OK", failure),
+                       ScriptedAnswer::reply(200, "OK", failure)});
         m_state.request.RemoteServer = server.hostPort();
         QStringList shown; // "window/label: format" of each label showing the reply's text
         // The begin step's second failure asks whether to resume: look at every window, say No.
@@ -134,33 +162,74 @@ private slots:
         });
         poll.start(20);
         QtUi ui;
-        m_state.request.IOCommand = QStringLiteral("WRITE");
-        const auto statuses = test::runTransferForm({m_state, m_lists, m_settings, ui, {}, {}});
-        QCOMPARE(statuses.value(1).value(0), QStringLiteral("ERROR"));
+        m_state.request.IOCommand = "WRITE";
+        const auto statuses = test::runTransferForm({m_state, m_lists, *m_settings, ui, {}, {}});
+        QCOMPARE(statuses.value(1).value(0), "ERROR");
         shown.sort();
         QCOMPARE(shown, (QStringList{"/qt_msgbox_label: plain", "frmIO/lblClaimNumber: plain",
                                      "frmIO/lblInsCo: plain", "frmIO/lblPolicyNumber: plain"}));
     }
 
-private:
-    // Shows a new form for command and waits until it has unloaded; the statuses it sent.
-    QList<QStringList> runForm(const QString& command,
-                               std::function<void(TransferForm&)> during = {});
+    // The clerk presses Cancel as soon as it shows, while the pieces come in.
+    void cancelButtonStopsTheDelivery()
+    {
+        const QString folder = addSlot(1, platform_names::ccc);
+        bool pressed = false;
+        QCOMPARE(run("READ", m_server.hostPort(),
+                     [&pressed](TransferForm& form) {
+                         auto* clerk = new QTimer(&form);
+                         connect(clerk, &QTimer::timeout, &form, [&form, &pressed] {
+                             auto* cancel = form.findChild<QPushButton*>("cmdCancel");
+                             if (cancel->isVisible() && !std::exchange(pressed, true))
+                                 cancel->click();
+                         });
+                         clerk->start(0);
+                     }),
+                 busyThen(kRead, "ERROR", "Error Occurred"));
+        QVERIFY(pressed && test::folderEntries(folder).isEmpty());
+        QCOMPARE(m_ui.boxes.last().title + ": " + m_ui.lastText(),
+                 "Transfer Not Complete!: User cancelled the process");
+    }
 
-    QTemporaryDir m_dir;
-    SharedState m_state;
-    AttachmentLists m_lists;
-    LocalSettings m_settings{m_dir.filePath(QStringLiteral("TarnLocal.ini"))};
-    ScriptedUi m_ui;
+    // A reply without data: nothing is written, and the clerk is told why.
+    void emptyDataIsRefused()
+    {
+        m_settings->MIEDelivery = addSlot(1, platform_names::ccc);
+        for (const auto& [command, caption, replies, box] :
+             {std::tuple{"READ", kRead,
+                         "Status:SUCCESS\tClaimNumber:C\t\nStatus:SUCCESS\tExportSize:0\t",
+                         "Cannot Transfer Assignment: No EMS data exists for this assignment."},
+              {"READMIE", kReadMie, "Status:SUCCESS\tExportSize:0\t",
+               "Cannot Download: No MIE data exists for this assignment."}}) {
+            test::ScriptedHttpServer scripted;
+            QVERIFY(scripted.listen());
+            QList<ScriptedAnswer> answers;
+            for (const QString& body : QString(replies).split('\n'))
+                answers << ScriptedAnswer::reply(200, "OK", body.toLatin1());
+            scripted.script(answers);
+            QCOMPARE(run(command, scripted.hostPort()),
+                     busyThen(caption, "ERROR", "Error Occurred"));
+            QCOMPARE(m_ui.boxes.last().title + ": " + m_ui.lastText(), box);
+            QCOMPARE(scripted.requests().size(), answers.size());
+            QVERIFY(test::folderEntries(m_settings->MIEDelivery).isEmpty());
+        }
+    }
+
+    void mieData()
+    {
+        m_settings->MIEDelivery = addSlot(1, platform_names::notDefined);
+        m_clock.set(QDateTime(QDate(2024, 3, 15), QTime(10, 0))); // hundredth 3,600,000
+        QCOMPARE(run("READMIE", m_server.hostPort()), busyThen(kReadMie, "COMPLETE", "No Errors"));
+        QVERIFY(m_ui.boxes.isEmpty());
+        QCOMPARE(test::folderEntries(m_settings->MIEDelivery), QStringList{"3600000.mie"});
+        const QByteArray bytes = test::fileContents(m_settings->MIEDelivery + "/3600000.mie");
+        QVERIFY(!bytes.isEmpty());
+        QVERIFY(m_server
+                    .post("/dataup/ReadMIE.asp",
+                          "GUID:" + m_state.request.EstimateGUID.toLatin1() + '\t')
+                    .endsWith("Export:" + bytes + '\t'));
+    }
 };
-
-QList<QStringList> TestTransferForm::runForm(const QString& command,
-                                             std::function<void(TransferForm&)> during)
-{
-    m_state.request.IOCommand = command;
-    return test::runTransferForm({m_state, m_lists, m_settings, m_ui, {}, {}}, std::move(during),
-                                 20000);
-}
 
 QTEST_MAIN(TestTransferForm)
 #include "tst_transferform.moc"
