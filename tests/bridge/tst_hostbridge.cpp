@@ -48,11 +48,6 @@ other path | GET /status/x HTTP/1.1; Host: localhost | 404
 other method | DELETE /status HTTP/1.1; Host: localhost | 405; Allow: GET, OPTIONS
 )";
 
-QString urlOf(quint16 port)
-{
-    return QStringLiteral("ws://127.0.0.1:%1/").arg(port);
-}
-
 } // namespace
 
 class TestHostBridge : public QObject {
@@ -128,10 +123,10 @@ private slots:
 
     void callsAndEventsReachTheirOwnConnection()
     {
-        const quint16 port = m_bridge.start({});
+        m_bridge.start({});
         BridgeClient first;
         BridgeClient second;
-        QVERIFY(first.open(urlOf(port)) && second.open(urlOf(port)));
+        QVERIFY(first.open(m_bridge.url()) && second.open(m_bridge.url()));
         first.call("Caption", "put", {"mine"});
         // Each page has its own object; an event raised in a call, and one raised on its own
         // as a timer of the agent would, reach only the page of that object.
@@ -148,9 +143,9 @@ private slots:
 
     void everyFrameIsAnsweredInTurnAndTheConnectionStaysUsable()
     {
-        const quint16 port = m_bridge.start({});
+        m_bridge.start({});
         BridgeClient client;
-        QVERIFY(client.open(urlOf(port)));
+        QVERIFY(client.open(m_bridge.url()));
         // Frames that are no call (text, binary, too large) among calls 0 and 4 to 49.
         client.sendText(R"({"id":0,"member":"Echo","args":[0]})");
         client.sendText("not json");
@@ -174,9 +169,9 @@ private slots:
     {
         // A socket gets a deadline for its request head; an open connection must not keep
         // it, or every page would be cut off a few seconds after it connected.
-        const quint16 port = m_bridge.start({});
+        m_bridge.start({});
         BridgeClient client;
-        QVERIFY(client.open(urlOf(port)));
+        QVERIFY(client.open(m_bridge.url()));
         QTRY_COMPARE(m_bridge.objects.size(), 1);
         for (const QTimer* timer : m_bridge->findChildren<QTimer*>())
             QVERIFY2(!timer->isActive(), qPrintable(timer->objectName()));
@@ -184,11 +179,11 @@ private slots:
 
     void objectIsDestroyedWhenConnectionCloses()
     {
-        const quint16 port = m_bridge.start({});
+        m_bridge.start({});
         QSignalSpy closed(m_bridge.get(), &HostBridge::connectionClosed);
         BridgeClient closing;
         BridgeClient dropped;
-        QVERIFY(closing.open(urlOf(port)) && dropped.open(urlOf(port)));
+        QVERIFY(closing.open(m_bridge.url()) && dropped.open(m_bridge.url()));
         QTRY_COMPARE(m_bridge.objects.size(), 2);
         const QList<QPointer<FakeDispatchable>> objects = m_bridge.objects;
         closing.close();

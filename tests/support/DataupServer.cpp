@@ -160,9 +160,4 @@ QJsonArray DataupServer::transactions()
     return json("/api/transactions").array();
 }
 
-QJsonObject DataupServer::assignment(const QString& guid)
-{
-    return json("/api/assignments/" + QUrl::toPercentEncoding(guid)).object();
-}
-
 } // namespace tarnaxe::test

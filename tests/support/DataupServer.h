@@ -50,7 +50,6 @@ public:
     bool setFaults(const QByteArray& json);
     QJsonObject transaction(const QString& guid);
     QJsonArray transactions();
-    QJsonObject assignment(const QString& guid);
     // One POST of a raw body to a page ("/dataup/..."); the reply body. httpStatus gets
     // the status, 0 when no answer came.
     QByteArray post(const QByteArray& page, const QByteArray& body, int* httpStatus = nullptr);

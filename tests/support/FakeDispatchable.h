@@ -5,6 +5,8 @@
 
 #include "bridge/Dispatch.h"
 
+#include <stdexcept>
+
 namespace tarnaxe::test {
 
 class FakeDispatchable : public Dispatchable {
@@ -26,14 +28,84 @@ public:
         Raise,      // method (sStatus string, sMessage string): raises IOStatus
     };
 
-    explicit FakeDispatchable(QObject* parent = nullptr);
+    using Dispatchable::Dispatchable;
 
-    const QList<MemberInfo>& members() const override;
-    const QList<EventInfo>& events() const override;
-    CallResult invoke(int slot, QList<Variant> args) override;
+    const QList<MemberInfo>& members() const override
+    {
+        const auto p = [](const char* name, ParamType type, bool byRef = false) {
+            return ParamInfo{QString::fromLatin1(name), type, byRef};
+        };
+        const auto m = [](int slot, const char* name, MemberKind kind, QList<ParamInfo> params,
+                          const char* result = "") {
+            return MemberInfo{slot, QString::fromLatin1(name), kind, std::move(params),
+                              QString::fromLatin1(result)};
+        };
+        using enum MemberKind;
+        using enum ParamType;
+        // Kept out of slot order on purpose (the put before the get): the interface
+        // description must come out in slot order whatever order an object lists them in.
+        static const QList<MemberInfo> members = {
+            m(Init, "Init", Method, {}, "string"),
+            m(TheNameOf, "TheNameOf", Get, {p("sList", String), p("vIndex", Variant)}, "string"),
+            m(CaptionPut, "Caption", Put, {p("sCaption", String)}),
+            m(CaptionGet, "Caption", Get, {}, "string"),
+            m(Scale, "Scale", Method, {p("iFactor", Int16)}, "int32"),
+            m(Widen, "Widen", Method, {p("lValue", Int32)}, "int32"),
+            m(Flip, "Flip", Method, {p("bOn", Boolean)}, "boolean"),
+            m(Swap, "Swap", Method, {p("vA", Variant, true), p("vB", Variant, true)}),
+            m(Keep, "Keep", Method, {p("sText", String, true)}),
+            m(Fail, "Fail", Method, {}),
+            m(Explode, "Explode", Method, {}),
+            m(Echo, "Echo", Method, {p("vValue", Variant)}, "variant"),
+            m(Raise, "Raise", Method, {p("sStatus", String), p("sMessage", String)}),
+        };
+        return members;
+    }
+    const QList<EventInfo>& events() const override
+    {
+        static const QList<EventInfo> events = {
+            {QStringLiteral("PublishInfo"), {}},
+            {QStringLiteral("IOStatus"), {QStringLiteral("sStatus"), QStringLiteral("sMessage")}}};
+        return events;
+    }
+
+    CallResult invoke(int slot, QList<tarnaxe::Variant> args) override
+    {
+        ++m_callCount;
+        switch (slot) {
+        case Init:
+            return {QStringLiteral("OK"), {}};
+        case TheNameOf:
+            return {args[0].stringValue() + QLatin1Char('#') + args[1].toText(), {}};
+        case CaptionGet:
+            return {m_caption, {}};
+        case CaptionPut:
+            m_caption = args[0].stringValue();
+            return {};
+        case Scale:
+            return {tarnaxe::Variant(qint32(args[0].toInt16() * 1000)), {}};
+        case Widen:
+            return {tarnaxe::Variant(args[0].toInt32()), {}};
+        case Flip:
+            return {tarnaxe::Variant(!args[0].boolValue()), {}};
+        case Swap:
+            return {tarnaxe::Variant(), {args[1], args[0]}};
+        case Fail:
+            throw AutomationError(5, QStringLiteral("Invalid procedure call or argument"));
+        case Explode:
+            throw std::runtime_error("disk on fire");
+        case Echo:
+            return {args[0], {}};
+        case Raise:
+            emit eventRaised(QStringLiteral("IOStatus"), {args[0], args[1]});
+            return {};
+        case Keep:
+            return {};
+        }
+        throw AutomationError::notSupported();
+    }
 
     int callCount() const { return m_callCount; }
-
 
 private:
     QString m_caption;
