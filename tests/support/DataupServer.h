@@ -62,6 +62,7 @@ public:
 private:
     QString dataDir() const { return m_dir.filePath(QStringLiteral("data")); }
     QString logPath() const { return m_dir.filePath(QStringLiteral("server.log")); }
+    QByteArray logTail() const;
     QJsonDocument json(const QByteArray& path);
 
     DataupServerOptions m_options;
