@@ -175,14 +175,13 @@ private slots:
         Bench bench;
         bench.root = dir.path();
         LocalSettings settings(dir.filePath(QStringLiteral("Local.ini")));
-        const QStringList platforms = {names::notDefined,   names::mitchell, names::audatex,
-                                       names::ccc,          names::custom1,  names::xactimate,
-                                       "EMS: Somebody Else"};
+        const QStringList platforms = {names::notDefined, names::mitchell, names::audatex,
+                                       names::ccc, names::custom1};
         settings.EMSEstPlatform[5] = names::mitchell; // slot 5 goes by slot 6's name
         for (int slot = 1; slot <= kPlatformSlots; ++slot) {
             const QChar letter = QLatin1Char(c.layout[slot - 1]);
             settings.EMSEstPlatform[slot == 5 ? 6 : slot] =
-                platforms[QStringLiteral(".MACUXZ").indexOf(letter.toUpper())];
+                platforms[QStringLiteral(".MACU").indexOf(letter.toUpper())];
             settings.EMSImportPath[slot] = bench.folder(slot);
             QVERIFY(letter.isUpper() ? QDir().mkpath(bench.folder(slot))
                                      : !letter.isLower() ||
