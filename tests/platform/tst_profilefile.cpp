@@ -153,10 +153,9 @@ private slots:
             registry.value("hkey_current_user", "\\SOFTWARE\\tarn\\agent\\", "COUNT");
         QVERIFY(count && count->type == RegistryType::DWord && count->number == 4294967295u);
         // What another hand wrote without a type, or out of range, is no value.
-        QFile file(registry.path());
-        QVERIFY(file.open(QIODevice::Append));
-        file.write("A=plain\nB=dword:abc\nC=dword:4294967296\n");
-        file.close();
+        const QByteArray before = test::fileContents(registry.path());
+        QVERIFY(test::writeFileContents(registry.path(),
+                                        before + "A=plain\nB=dword:abc\nC=dword:4294967296\n"));
         for (const char* name : {"Gone", "A", "B", "C"})
             QVERIFY2(!registry.value(kRoot, "Other", name), name);
     }

@@ -12,10 +12,7 @@
 
 namespace tarnaxe::test {
 
-DataupServer::DataupServer(DataupServerOptions options) : m_options(std::move(options))
-{
-    m_process.setProgram(QStringLiteral(TARNAXE_DATAUP_SERVER_PATH));
-}
+DataupServer::DataupServer(DataupServerOptions options) : m_options(std::move(options)) {}
 
 DataupServer::~DataupServer()
 {
@@ -26,10 +23,6 @@ bool DataupServer::start(int timeoutMs)
 {
     static const QRegularExpression ready(
         QStringLiteral("^dataup-server listening on https?://(.+):(\\d+)$"));
-    if (!m_dir.isValid()) {
-        m_error = QStringLiteral("no temporary folder");
-        return false;
-    }
     QStringList arguments = {QStringLiteral("--data"), dataDir(), QStringLiteral("--listen"),
                              QStringLiteral("127.0.0.1:0")};
     if (m_options.tls) {
@@ -44,6 +37,7 @@ bool DataupServer::start(int timeoutMs)
     if (m_options.maxBody > 0)
         arguments << QStringLiteral("--max-body") << QString::number(m_options.maxBody);
     arguments += m_options.extraArguments;
+    m_process.setProgram(QStringLiteral(TARNAXE_DATAUP_SERVER_PATH));
     m_process.setArguments(arguments);
     m_process.setStandardErrorFile(logPath(), QIODevice::Append);
     if (const auto match = startAndWaitForReadyLine(m_process, ready, timeoutMs)) {

@@ -18,7 +18,6 @@ public:
         CaptionGet, // get Caption () -> the caption
         CaptionPut, // put Caption (sCaption string)
         Scale,      // method (iFactor int16) -> factor * 1000 as int32
-        Widen,      // method (lValue int32) -> lValue
         Flip,       // method (bOn boolean) -> not bOn
         Swap,       // method (vA byref, vB byref): exchanges the two
         Keep,       // method (sText byref string): leaves it, returns no by-ref list
@@ -42,15 +41,12 @@ public:
         };
         using enum MemberKind;
         using enum ParamType;
-        // Kept out of slot order on purpose (the put before the get): the interface
-        // description must come out in slot order whatever order an object lists them in.
         static const QList<MemberInfo> members = {
             m(Init, "Init", Method, {}, "string"),
             m(TheNameOf, "TheNameOf", Get, {p("sList", String), p("vIndex", Variant)}, "string"),
             m(CaptionPut, "Caption", Put, {p("sCaption", String)}),
             m(CaptionGet, "Caption", Get, {}, "string"),
             m(Scale, "Scale", Method, {p("iFactor", Int16)}, "int32"),
-            m(Widen, "Widen", Method, {p("lValue", Int32)}, "int32"),
             m(Flip, "Flip", Method, {p("bOn", Boolean)}, "boolean"),
             m(Swap, "Swap", Method, {p("vA", Variant, true), p("vB", Variant, true)}),
             m(Keep, "Keep", Method, {p("sText", String, true)}),
@@ -84,8 +80,6 @@ public:
             return {};
         case Scale:
             return {tarnaxe::Variant(qint32(args[0].toInt16() * 1000)), {}};
-        case Widen:
-            return {tarnaxe::Variant(args[0].toInt32()), {}};
         case Flip:
             return {tarnaxe::Variant(!args[0].boolValue()), {}};
         case Swap:
