@@ -129,7 +129,6 @@ private slots:
             for (int j = 0; j < 3; ++j)
                 QCOMPARE(call(io, queries[j]), Variant(j <= i));
         }
-        QCOMPARE(call(io, "EstimatePath", {qint16(4)}), Variant("/data"));
         QCOMPARE(call(io, "EstimatePath", {qint16(6)}), Variant(QString()));
     }
 

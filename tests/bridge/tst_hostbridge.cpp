@@ -115,15 +115,18 @@ private slots:
         QTRY_COMPARE(m_bridge.objects.size(), status == 101 ? 2 : 1);
     }
 
-    void callsAndEventsReachTheirOwnConnection()
+    // Each page has its own object, its own events, and no deadline once connected (a
+    // socket's deadline for its request head would cut every page off after a few seconds);
+    // the object goes with the connection.
+    void connectionsKeepToThemselvesUntilTheyClose()
     {
         m_bridge.start({});
+        QSignalSpy closed(m_bridge.get(), &HostBridge::connectionClosed);
         BridgeClient first;
         BridgeClient second;
         QVERIFY(first.open(m_bridge.url()) && second.open(m_bridge.url()));
         first.call("Caption", "put", {"mine"});
-        // Each page has its own object; an event raised in a call, and one raised on its own
-        // as a timer of the agent would, reach only the page of that object.
+        // An event raised in a call, and one raised on its own as a timer of the agent would.
         QCOMPARE(second.call("Caption", "get").value("result"), QJsonValue(""));
         first.call("Raise", "method", {"BUSY", "Saving"});
         emit m_bridge.objects[0]->eventRaised(QStringLiteral("PublishInfo"), {});
@@ -133,6 +136,14 @@ private slots:
         QCOMPARE(first.events[1], QJsonObject({{"event", "PublishInfo"}, {"args", QJsonArray()}}));
         QCOMPARE(second.call("Init").value("result"), QJsonValue("OK"));
         QVERIFY(second.events.isEmpty());
+        for (const QTimer* timer : m_bridge->findChildren<QTimer*>())
+            QVERIFY2(!timer->isActive(), qPrintable(timer->objectName()));
+        const QList<QPointer<FakeDispatchable>> objects = m_bridge.objects;
+        first.close();
+        second.socket().abort();
+        QTRY_VERIFY(objects[0].isNull() && objects[1].isNull());
+        QCOMPARE(closed.count(), 2);
+        QCOMPARE(m_bridge->connectionCount(), 0);
     }
 
     void everyFrameIsAnsweredInTurnAndTheConnectionStaysUsable()
@@ -157,26 +168,6 @@ private slots:
                          : QJsonObject({{"id", i}, {"result", i}}));
         }
         QVERIFY(client.answers[2].value("error")["description"].toString().contains("Binary"));
-    }
-
-    // A socket gets a deadline for its request head; an open connection must not keep it, or
-    // every page would be cut off a few seconds after it connected. Its object goes with it.
-    void openConnectionHasNoDeadlineAndItsObjectGoesWithIt()
-    {
-        m_bridge.start({});
-        QSignalSpy closed(m_bridge.get(), &HostBridge::connectionClosed);
-        BridgeClient closing;
-        BridgeClient dropped;
-        QVERIFY(closing.open(m_bridge.url()) && dropped.open(m_bridge.url()));
-        QTRY_COMPARE(m_bridge.objects.size(), 2);
-        for (const QTimer* timer : m_bridge->findChildren<QTimer*>())
-            QVERIFY2(!timer->isActive(), qPrintable(timer->objectName()));
-        const QList<QPointer<FakeDispatchable>> objects = m_bridge.objects;
-        closing.close();
-        dropped.socket().abort();
-        QTRY_VERIFY(objects[0].isNull() && objects[1].isNull());
-        QCOMPARE(closed.count(), 2);
-        QCOMPARE(m_bridge->connectionCount(), 0);
     }
 
 private:
