@@ -167,31 +167,24 @@ private slots:
         QCOMPARE(agent.lists.countOf(QStringLiteral("Files")), qint16(0));
     }
 
-    void initPreparesTheSessionOncePerProcess()
-    {
-        TestAgent agent;
-        agent.lists.appendPhoto(QStringLiteral("/old.jpg"), QStringLiteral("old"));
-        QFile blocker(agent.home.cacheHome() + QStringLiteral("/FerroClient"));
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
-        IO first(agent.context);
-        call(first, "Init");
-        QCOMPARE(call(first, "CommandStatus"), Variant("Cannot create session path"));
-        QVERIFY(blocker.remove());
-        call(first, "Init");
-        QCOMPARE(call(first, "CommandStatus"), Variant("OK"));
-        QCOMPARE(agent.lists.countOf(QStringLiteral("Photos")), qint16(0));
-        // A second page finds the session ready: no new session folder is taken.
-        IO(agent.context).Init();
-        QCOMPARE(agent.state.SessionPath, agent.home.cacheHome() + "/FerroClient/IEUser1");
-    }
-
-    void cleanUpAndTheEndOfIOUnloadFormsAndEmptyTheLists()
+    // Init prepares the session once per process and empties the lists; CleanUp unloads the
+    // forms; the end of IO empties the lists and stops print capture.
+    void sessionFromInitToTheEndOfIO()
     {
         TestAgent agent;
         FakePrintCapture capture;
         agent.context.services.printCapture = &capture;
+        agent.lists.appendPhoto(QStringLiteral("/old.jpg"), QStringLiteral("old"));
+        QFile blocker(agent.home.cacheHome() + QStringLiteral("/FerroClient"));
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
         {
             IO io(agent.context);
+            call(io, "Init");
+            QCOMPARE(call(io, "CommandStatus"), Variant("Cannot create session path"));
+            QVERIFY(blocker.remove());
+            call(io, "Init");
+            QCOMPARE(call(io, "CommandStatus"), Variant("OK"));
+            QCOMPARE(agent.lists.countOf(QStringLiteral("Photos")), qint16(0));
             agent.forms.registerFactory(QStringLiteral("frmLocalSetup"),
                                         [] { return new QObject; });
             io.PerformSetup();
@@ -199,9 +192,11 @@ private slots:
             QCOMPARE(agent.ui.closed, QStringList{QStringLiteral("frmLocalSetup")});
             agent.lists.appendPhoto(QStringLiteral("/p.jpg"), QStringLiteral("p"));
         }
-        // Its end empties the lists and stops print capture.
         QCOMPARE(capture.disables, 1);
         QCOMPARE(agent.lists.countOf(QStringLiteral("Photos")), qint16(0));
+        // A later page finds the session ready: no new session folder is taken.
+        IO(agent.context).Init();
+        QCOMPARE(agent.state.SessionPath, agent.home.cacheHome() + "/FerroClient/IEUser1");
     }
 
     void refusals_data()

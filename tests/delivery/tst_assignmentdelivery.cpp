@@ -121,7 +121,6 @@ private slots:
         const QString own = QStringLiteral("=the office's own");
         // clang-format off
         const Case cases[] = {
-            {"Mitchell", "MACUC", "YNNNN", kOk, set(1, "A40213", kMitchell)},
             {"Audatex, base name trimmed", "MACUC", "NYNNN", kOk, set(2, "CL9", kAudatex), {.basename = " CL9 "}},
             {"CCC, short selection", "MACUC", "NNY", kOk, set(3, "CL123", kCcc)},
             {"all share the session files", "MACUU", "YYYYY", kOk,
