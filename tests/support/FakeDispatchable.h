@@ -31,29 +31,21 @@ public:
 
     const QList<MemberInfo>& members() const override
     {
-        const auto p = [](const char* name, ParamType type, bool byRef = false) {
-            return ParamInfo{QString::fromLatin1(name), type, byRef};
-        };
-        const auto m = [](int slot, const char* name, MemberKind kind, QList<ParamInfo> params,
-                          const char* result = "") {
-            return MemberInfo{slot, QString::fromLatin1(name), kind, std::move(params),
-                              QString::fromLatin1(result)};
-        };
         using enum MemberKind;
         using enum ParamType;
         static const QList<MemberInfo> members = {
-            m(Init, "Init", Method, {}, "string"),
-            m(TheNameOf, "TheNameOf", Get, {p("sList", String), p("vIndex", Variant)}, "string"),
-            m(CaptionPut, "Caption", Put, {p("sCaption", String)}),
-            m(CaptionGet, "Caption", Get, {}, "string"),
-            m(Scale, "Scale", Method, {p("iFactor", Int16)}, "int32"),
-            m(Flip, "Flip", Method, {p("bOn", Boolean)}, "boolean"),
-            m(Swap, "Swap", Method, {p("vA", Variant, true), p("vB", Variant, true)}),
-            m(Keep, "Keep", Method, {p("sText", String, true)}),
-            m(Fail, "Fail", Method, {}),
-            m(Explode, "Explode", Method, {}),
-            m(Echo, "Echo", Method, {p("vValue", Variant)}, "variant"),
-            m(Raise, "Raise", Method, {p("sStatus", String), p("sMessage", String)}),
+            {Init, "Init", Method, {}, "string"},
+            {TheNameOf, "TheNameOf", Get, {{"sList", String}, {"vIndex", Variant}}, "string"},
+            {CaptionPut, "Caption", Put, {{"sCaption", String}}, ""},
+            {CaptionGet, "Caption", Get, {}, "string"},
+            {Scale, "Scale", Method, {{"iFactor", Int16}}, "int32"},
+            {Flip, "Flip", Method, {{"bOn", Boolean}}, "boolean"},
+            {Swap, "Swap", Method, {{"vA", Variant, true}, {"vB", Variant, true}}, ""},
+            {Keep, "Keep", Method, {{"sText", String, true}}, ""},
+            {Fail, "Fail", Method, {}, ""},
+            {Explode, "Explode", Method, {}, ""},
+            {Echo, "Echo", Method, {{"vValue", Variant}}, "variant"},
+            {Raise, "Raise", Method, {{"sStatus", String}, {"sMessage", String}}, ""},
         };
         return members;
     }
