@@ -15,7 +15,6 @@ using namespace tarnaxe;
 
 namespace {
 
-const QString kMain = QStringLiteral("Main");
 const QString kRoot = QStringLiteral("HKEY_CURRENT_USER");
 const QString kKey = QStringLiteral("Software\\Tarn\\Agent");
 
@@ -129,7 +128,7 @@ private slots:
     {
         const QString path = place("[Main]\nA=1\n");
         ProfileSnapshot first(path), second(path);
-        QVERIFY(first.write(kMain, "B", "2") && second.write(kMain, "C", "3"));
+        QVERIFY(first.write("Main", "B", "2") && second.write("Main", "C", "3"));
         QVERIFY(first.save(ProfileSnapshot::Overwrite::OnlyIfUnchanged));
         QVERIFY(!second.save(ProfileSnapshot::Overwrite::OnlyIfUnchanged));
         QCOMPARE(test::fileContents(path), QByteArray("[Main]\nA=1\nB=2\n"));

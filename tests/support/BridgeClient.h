@@ -55,7 +55,6 @@ public:
         return call(member, QStringLiteral("method"), args, timeoutMs).value("result");
     }
     void sendText(const QByteArray& frame) { m_socket.sendTextMessage(QString::fromUtf8(frame)); }
-    // Waits until an answer with this id arrives.
     QJsonObject waitForAnswer(const QJsonValue& id, int timeoutMs = 10000)
     {
         return take(answers, "id", id, timeoutMs);

@@ -89,10 +89,9 @@ QByteArray DataupServer::request(const QByteArray& method, const QByteArray& pat
         *httpStatus = 0;
     if (!m_network)
         m_network = std::make_unique<QNetworkAccessManager>();
-    QNetworkRequest request(QUrl(QStringLiteral("%1://127.0.0.1:%2%3")
-                                     .arg(m_options.tls ? "https" : "http")
-                                     .arg(m_port)
-                                     .arg(QString::fromLatin1(path))));
+    QNetworkRequest request(
+        QUrl(QStringLiteral("%1://%2%3")
+                 .arg(m_options.tls ? "https" : "http", hostPort(), QString::fromLatin1(path))));
     request.setHeader(QNetworkRequest::ContentTypeHeader,
                       QStringLiteral("text/plain; charset=windows-1252"));
     if (m_options.tls) {
