@@ -17,8 +17,7 @@ using namespace tarnaxe::test;
 
 namespace {
 
-const QStringList kExtraOrigins = {QStringLiteral("HTTPS://Claims.Example.com"),
-                                   QStringLiteral("http://intranet.example:8080")};
+const QStringList kExtraOrigins = {"HTTPS://Claims.Example.com", "http://intranet.example:8080"};
 
 // name | the request head, "; " between lines, WS for the lines of a WebSocket handshake |
 // the status (101: handed to the WebSocket server); texts in the answer ("!": not in it)

@@ -20,15 +20,14 @@ namespace {
 const QStringList kMitchell = {"MIT201env",    "MIT201ad1",    "MIT201ad2",   "MIT201veh",
                                "MIT201ad1dbt", "MIT201ad2dbt", "MIT201vehdbt"};
 const QStringList kAudatex = {"ADP201env", "ADP201ad1", "ADP201ad2", "ADP201veh", "ADP201dbt"};
-const QStringList kCcc = {"CCC201env", "CCC201ad1", "CCC201ad2", "CCC201veh", "CCC201dbt"};
 const QStringList kMie = {"MIEassign"};
+const QStringList kCcc = {"CCC201env", "CCC201ad1", "CCC201ad2", "CCC201veh", "CCC201dbt"};
 // Where both go, Mitchell's envelope and records come from CCC's later downloads into the
 // same session files; only its memo files are its own.
 const QStringList kMitchellAfterCcc = kCcc.first(4) + kMitchell.mid(4);
 const QStringList kNone;
 const QString kOk = QStringLiteral("OK");
 const QString kNoPaths = QStringLiteral("There are no valid export paths defined in your setup.");
-const QString kCancelled = QStringLiteral("User cancelled the process");
 const double kA40213 = 40213.0 / 999999.0; // a draw that names a Mitchell set "A40213"
 
 // Each piece's bytes are its own, and hold what a text-mode copy would spoil.
@@ -148,7 +147,7 @@ private slots:
              {.basenameError = "Read Error: No Status returned"}},
             {"last piece fails", "MACU.", "YYYY", "MIEassign is not on the server", kNone,
              {.failingPiece = "MIEassign"}},
-            {"cancel after the last piece", "MACU.", "YYYY", kCancelled, kNone,
+            {"cancel after the last piece", "MACU.", "YYYY", "User cancelled the process", kNone,
              {.cancelAfterReads = 17}},
             // Nothing deletes a folder that holds something with a file's call, not even root.
             {"session file cannot be deleted", "C....", "Y",

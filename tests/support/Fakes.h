@@ -14,10 +14,7 @@ class FakeTransferForm : public QObject {
     Q_OBJECT
 public:
     using QObject::QObject;
-    void report(const QString& status, const QString& message)
-    {
-        emit CurrentStatus(status, message);
-    }
+    void report(const QString& id, const QString& text) { emit CurrentStatus(id, text); }
 
 signals:
     void CurrentStatus(const QString& sStatus, const QString& sMessage);
