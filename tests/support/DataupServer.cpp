@@ -119,11 +119,6 @@ QByteArray DataupServer::request(const QByteArray& method, const QByteArray& pat
     return reply->readAll();
 }
 
-QByteArray DataupServer::post(const QByteArray& page, const QByteArray& body, int* httpStatus)
-{
-    return request("POST", page, body, httpStatus);
-}
-
 bool DataupServer::setFaults(const QByteArray& json)
 {
     int status = 0;

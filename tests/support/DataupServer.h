@@ -52,7 +52,10 @@ public:
     QJsonArray transactions();
     // One POST of a raw body to a page ("/dataup/..."); the reply body. httpStatus gets
     // the status, 0 when no answer came.
-    QByteArray post(const QByteArray& page, const QByteArray& body, int* httpStatus = nullptr);
+    QByteArray post(const QByteArray& page, const QByteArray& body, int* httpStatus = nullptr)
+    {
+        return request("POST", page, body, httpStatus);
+    }
     // Any request; for GET views and methods the pages refuse.
     QByteArray request(const QByteArray& method, const QByteArray& path,
                        const QByteArray& body = {}, int* httpStatus = nullptr);
