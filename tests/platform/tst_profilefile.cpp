@@ -15,7 +15,6 @@ using namespace tarnaxe;
 
 namespace {
 
-const QString kMain = QStringLiteral("Main");
 const QString kRoot = QStringLiteral("HKEY_CURRENT_USER");
 const QString kKey = QStringLiteral("Software\\Tarn\\Agent");
 
@@ -129,7 +128,7 @@ private slots:
     {
         const QString path = place("[Main]\nA=1\n");
         ProfileSnapshot first(path), second(path);
-        QVERIFY(first.write(kMain, "B", "2") && second.write(kMain, "C", "3"));
+        QVERIFY(first.write("Main", "B", "2") && second.write("Main", "C", "3"));
         QVERIFY(first.save(ProfileSnapshot::Overwrite::OnlyIfUnchanged));
         QVERIFY(!second.save(ProfileSnapshot::Overwrite::OnlyIfUnchanged));
         QCOMPARE(test::fileContents(path), QByteArray("[Main]\nA=1\nB=2\n"));
@@ -153,10 +152,9 @@ private slots:
             registry.value("hkey_current_user", "\\SOFTWARE\\tarn\\agent\\", "COUNT");
         QVERIFY(count && count->type == RegistryType::DWord && count->number == 4294967295u);
         // What another hand wrote without a type, or out of range, is no value.
-        QFile file(registry.path());
-        QVERIFY(file.open(QIODevice::Append));
-        file.write("A=plain\nB=dword:abc\nC=dword:4294967296\n");
-        file.close();
+        const QByteArray before = test::fileContents(registry.path());
+        QVERIFY(test::writeFileContents(registry.path(),
+                                        before + "A=plain\nB=dword:abc\nC=dword:4294967296\n"));
         for (const char* name : {"Gone", "A", "B", "C"})
             QVERIFY2(!registry.value(kRoot, "Other", name), name);
     }

@@ -22,20 +22,15 @@ public:
         });
     }
 
-    bool open(const QString& url, int timeoutMs = 5000)
-    {
-        return open(QNetworkRequest(QUrl(url)), timeoutMs);
-    }
-    bool open(const QNetworkRequest& request, int timeoutMs = 5000)
+    bool open(const QString& url) { return open(QNetworkRequest(QUrl(url))); }
+    bool open(const QNetworkRequest& request)
     {
         m_socket.open(request);
-        return QTest::qWaitFor(
-                   [this] {
-                       return m_socket.state() == QAbstractSocket::ConnectedState ||
-                              m_socket.state() == QAbstractSocket::UnconnectedState;
-                   },
-                   timeoutMs) &&
-               m_socket.state() == QAbstractSocket::ConnectedState;
+        const auto settled = [this] {
+            return m_socket.state() == QAbstractSocket::ConnectedState ||
+                   m_socket.state() == QAbstractSocket::UnconnectedState;
+        };
+        return QTest::qWaitFor(settled) && m_socket.state() == QAbstractSocket::ConnectedState;
     }
     void close() { m_socket.close(); }
 
@@ -57,11 +52,9 @@ public:
     }
     QJsonValue invoke(const QString& member, const QJsonArray& args = {}, int timeoutMs = 10000)
     {
-        return call(member, QStringLiteral("method"), args, timeoutMs)
-            .value(QLatin1String("result"));
+        return call(member, QStringLiteral("method"), args, timeoutMs).value("result");
     }
     void sendText(const QByteArray& frame) { m_socket.sendTextMessage(QString::fromUtf8(frame)); }
-    // Waits until an answer with this id arrives.
     QJsonObject waitForAnswer(const QJsonValue& id, int timeoutMs = 10000)
     {
         return take(answers, "id", id, timeoutMs);

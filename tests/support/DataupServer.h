@@ -50,10 +50,12 @@ public:
     bool setFaults(const QByteArray& json);
     QJsonObject transaction(const QString& guid);
     QJsonArray transactions();
-    QJsonObject assignment(const QString& guid);
     // One POST of a raw body to a page ("/dataup/..."); the reply body. httpStatus gets
     // the status, 0 when no answer came.
-    QByteArray post(const QByteArray& page, const QByteArray& body, int* httpStatus = nullptr);
+    QByteArray post(const QByteArray& page, const QByteArray& body, int* httpStatus = nullptr)
+    {
+        return request("POST", page, body, httpStatus);
+    }
     // Any request; for GET views and methods the pages refuse.
     QByteArray request(const QByteArray& method, const QByteArray& path,
                        const QByteArray& body = {}, int* httpStatus = nullptr);
@@ -63,6 +65,7 @@ public:
 private:
     QString dataDir() const { return m_dir.filePath(QStringLiteral("data")); }
     QString logPath() const { return m_dir.filePath(QStringLiteral("server.log")); }
+    QByteArray logTail() const;
     QJsonDocument json(const QByteArray& path);
 
     DataupServerOptions m_options;

@@ -3,6 +3,7 @@
 
 #include "automation/Services.h"
 
+#include <QDate>
 #include <QObject>
 #include <QStringList>
 
@@ -13,10 +14,7 @@ class FakeTransferForm : public QObject {
     Q_OBJECT
 public:
     using QObject::QObject;
-    void report(const QString& status, const QString& message)
-    {
-        emit CurrentStatus(status, message);
-    }
+    void report(const QString& id, const QString& text) { emit CurrentStatus(id, text); }
 
 signals:
     void CurrentStatus(const QString& sStatus, const QString& sMessage);
@@ -25,31 +23,42 @@ signals:
 class FakeEstimateReader : public EstimateReader {
 public:
     bool readBasicInfo(const QString& envelopePath, const QDate& cutOff,
-                       EstimateRecord& record) override;
-    bool readField(const QString& envelopePath, const QString& fieldName, Variant& value) override;
+                       EstimateRecord& record) override
+    {
+        calls << QStringLiteral("basic %1 %2").arg(envelopePath, cutOff.toString(Qt::ISODate));
+        record = answer;
+        record.envelopeFile = envelopePath;
+        return true;
+    }
+    bool readField(const QString&, const QString&, Variant&) override { return false; }
 
-    bool succeed = true;
     EstimateRecord answer;
-    QStringList calls; // "basic <path> <cut-off>" or "field <path> <name>"
+    QStringList calls; // "basic <path> <cut-off>"
 };
 
 class FakePrintCapture : public PrintCapture {
 public:
-    bool enable(const QString& printerName) override;
-    void poll() override { ++polls; }
+    bool enable(const QString&) override { return true; }
+    void poll() override {}
     void disable() override { ++disables; }
-    bool acceptDocument(const QString& path, const QString& caption, bool ask) override;
+    bool acceptDocument(const QString& path, const QString& caption, bool) override
+    {
+        accepted << path + QLatin1Char('|') + caption;
+        return true;
+    }
 
-    bool accept = true;
-    int polls = 0;
     int disables = 0;
-    QStringList enabled;
     QStringList accepted; // "<path>|<caption>"
 };
 
 class FakePhotoIntake : public PhotoIntake {
 public:
-    QStringList addPhotos(const QList<PhotoToAdd>& photos) override;
+    QStringList addPhotos(const QList<PhotoToAdd>& photos) override
+    {
+        for (const PhotoToAdd& photo : photos)
+            added << photo.path;
+        return QStringList(photos.size());
+    }
     QStringList added;
 };
 

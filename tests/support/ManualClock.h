@@ -12,20 +12,12 @@ public:
     {}
 
     QDateTime now() const override { return m_now; }
-    void sleep(int milliseconds) override
-    {
-        m_now = m_now.addMSecs(milliseconds);
-        m_slept += milliseconds;
-    }
+    void sleep(int milliseconds) override { m_now = m_now.addMSecs(milliseconds); }
 
     void set(const QDateTime& now) { m_now = now; }
-    void advance(qint64 milliseconds) { m_now = m_now.addMSecs(milliseconds); }
-    // How long the code under test has waited, in all.
-    qint64 slept() const { return m_slept; }
 
 private:
     QDateTime m_now;
-    qint64 m_slept = 0;
 };
 
 } // namespace tarnaxe::test

@@ -1,6 +1,6 @@
 // The reference server beyond what the agent's suites drive through it: one upload from
 // begin to a repeated commit, the requests its pages refuse (and that a refusal changes
-// nothing), its fault rules, its HTTP refusals and its command line.
+// nothing), its HTTP refusals and its command line.
 
 #include "support/DataupServer.h"
 #include "support/FileContents.h"
@@ -121,18 +121,6 @@ private slots:
         // The committed image is served for the overview's thumbnail.
         QCOMPARE(m_server.request("GET", "/files/" + location.mid(7)), "0123456789abc");
         QVERIFY(m_server.request("GET", "/").contains("<td>CLM-24-000417</td>"));
-    }
-
-    void faultRulesCountFromWhenTheyWereSet()
-    {
-        QVERIFY(m_server.setFaults(R"([{"page": "/dataup/BeginAttachmentTransaction.asp",
-                                       "after": 2, "times": 2, "action": "http500"}])"));
-        QList<int> statuses(5);
-        for (int& status : statuses)
-            m_server.post("/dataup/BeginAttachmentTransaction.asp", "Code:BEGINTRANS\t", &status);
-        QCOMPARE(statuses, (QList<int>{200, 200, 500, 500, 200}));
-        m_server.request("DELETE", "/_faults", {}, &statuses[0]);
-        QCOMPARE(statuses[0], 200);
     }
 
     void httpRefusals()

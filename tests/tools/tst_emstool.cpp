@@ -19,8 +19,7 @@ namespace {
 
 struct Run {
     int status = -1;
-    QByteArray out;
-    QByteArray err;
+    QByteArray out, err;
     QJsonObject json() const { return QJsonDocument::fromJson(out).object(); }
 };
 
