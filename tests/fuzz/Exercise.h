@@ -7,6 +7,7 @@
 #include "ems/EmsRecordTable.h"
 #include "ems/clsXBASE.h"
 #include "platform/Windows1252.h"
+#include "support/FileContents.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,13 +16,6 @@
 #include <limits>
 
 namespace tarnaxe::test {
-
-inline bool writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
-           file.write(bytes) == bytes.size();
-}
 
 // Every message the readers may leave when the files can be read at all; an answer must
 // agree with it (true exactly with "OK"). Empty when both hold.
@@ -56,8 +50,8 @@ inline QString exerciseTable(const QString& folder, const QByteArray& input, int
     const QString tablePath = folder + QStringLiteral("/T.DBF");
     const QByteArray memo = input.mid(skip + length);
     QFile::remove(folder + QStringLiteral("/T.DBT"));
-    if (!writeFile(tablePath, input.mid(skip, length)) ||
-        (!memo.isEmpty() && !writeFile(folder + QStringLiteral("/T.DBT"), memo)))
+    if (!writeFileContents(tablePath, input.mid(skip, length)) ||
+        (!memo.isEmpty() && !writeFileContents(folder + QStringLiteral("/T.DBT"), memo)))
         return QStringLiteral("cannot write the files");
 
     clsXBASE reader;
@@ -84,8 +78,7 @@ inline QString exerciseTable(const QString& folder, const QByteArray& input, int
         check("ReadRecord", read);
         if (read ? reader.recordBuffer().size() != reader.recordLength()
                  : reader.currentRecord() == n)
-            problems << QStringLiteral(
-                "ReadRecord: a record of the wrong length, or a failure kept");
+            problems << QStringLiteral("ReadRecord: a wrong length, or a failure kept");
         for (const clsXBASE::Field& field : reader.fields()) {
             const qsizetype nul = field.name.indexOf('\0');
             Variant value(true);
@@ -124,7 +117,7 @@ inline QString exerciseEmsSet(const QString& folder, const QByteArray& input,
             input.mid(at + 2, qFromLittleEndian<quint16>(input.constData() + at));
         at += 2 + part.size();
         envelopeSize = i == 0 ? part.size() : envelopeSize;
-        if (!part.isEmpty() && !writeFile(dir.filePath(names[i]), part))
+        if (!part.isEmpty() && !writeFileContents(dir.filePath(names[i]), part))
             return QStringLiteral("cannot write ") + names[i];
     }
     const QString envelope = dir.filePath((flags & 2) ? names[0].toLower() : names[0]);

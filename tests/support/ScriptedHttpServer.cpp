@@ -6,8 +6,8 @@
 namespace tarnaxe::test {
 
 struct ScriptedHttpServer::Connection {
-    QTcpSocket* socket = nullptr;
-    QTimer* ticker = nullptr;
+    std::unique_ptr<QTcpSocket> socket;
+    QTimer ticker;
     QByteArray buffer;
     RecordedRequest request;
     bool haveHead = false;
@@ -21,15 +21,7 @@ ScriptedHttpServer::ScriptedHttpServer()
     connect(&m_server, &QTcpServer::newConnection, this, &ScriptedHttpServer::accept);
 }
 
-ScriptedHttpServer::~ScriptedHttpServer()
-{
-    for (Connection* connection : m_open) {
-        connection->socket->abort();
-        delete connection->socket;
-        delete connection->ticker;
-        delete connection;
-    }
-}
+ScriptedHttpServer::~ScriptedHttpServer() = default;
 
 bool ScriptedHttpServer::listen()
 {
@@ -40,16 +32,14 @@ void ScriptedHttpServer::accept()
 {
     while (QTcpSocket* socket = m_server.nextPendingConnection()) {
         ++m_connections;
-        auto* connection = new Connection;
-        connection->socket = socket;
-        connection->ticker = new QTimer;
-        m_open.append(connection);
+        Connection* connection = m_open.emplace_back(std::make_unique<Connection>()).get();
+        connection->socket.reset(socket);
         socket->setParent(nullptr);
         connect(socket, &QTcpSocket::readyRead, this, [this, connection] {
             if (connection->answer.readPerTick == 0 || !connection->haveHead)
                 readFrom(connection);
         });
-        connect(connection->ticker, &QTimer::timeout, this,
+        connect(&connection->ticker, &QTimer::timeout, this,
                 [this, connection] { readFrom(connection); });
     }
 }
@@ -81,7 +71,7 @@ void ScriptedHttpServer::readFrom(Connection* c)
         if (c->answer.readPerTick > 0) {
             // Let the kernel's buffers fill, so that the client has to wait for us.
             c->socket->setReadBufferSize(c->answer.readPerTick);
-            c->ticker->start(c->answer.readIntervalMs);
+            c->ticker.start(c->answer.readIntervalMs);
         }
     } else {
         const qint64 perTick = c->answer.readPerTick;
@@ -93,7 +83,7 @@ void ScriptedHttpServer::readFrom(Connection* c)
 
 void ScriptedHttpServer::answer(Connection* c)
 {
-    c->ticker->stop();
+    c->ticker.stop();
     m_requests.append(c->request);
     c->haveHead = false;
     c->answered = true;

@@ -9,6 +9,8 @@
 #include <QMetaType>
 #include <QObject>
 #include <QTcpServer>
+#include <memory>
+#include <vector>
 
 class QTcpSocket;
 
@@ -45,6 +47,12 @@ struct ScriptedAnswer {
     static ScriptedAnswer dropped() { return {.kind = Kind::DropAfterBody, .body = {}}; }
 };
 
+// "200 OK" with body.
+inline ScriptedAnswer ok(const QByteArray& body = {})
+{
+    return ScriptedAnswer::reply(200, "OK", body);
+}
+
 class ScriptedHttpServer : public QObject {
     Q_OBJECT
 
@@ -53,8 +61,7 @@ public:
     ~ScriptedHttpServer() override;
 
     bool listen();
-    quint16 port() const { return m_server.serverPort(); }
-    QString hostPort() const { return QStringLiteral("127.0.0.1:%1").arg(port()); }
+    QString hostPort() const { return QStringLiteral("127.0.0.1:%1").arg(m_server.serverPort()); }
 
     // Answers for the coming requests, in order; when they run out, "200 OK" with an
     // empty body.
@@ -71,7 +78,7 @@ private:
     QTcpServer m_server;
     QList<ScriptedAnswer> m_answers;
     QList<RecordedRequest> m_requests;
-    QList<Connection*> m_open;
+    std::vector<std::unique_ptr<Connection>> m_open;
     int m_connections = 0;
 };
 

@@ -4,8 +4,9 @@
 // red patch in the stored top-left corner to tell which way is up, and optionally an EXIF
 // orientation tag.
 
+#include "support/FileContents.h"
+
 #include <QByteArray>
-#include <QFile>
 #include <QSize>
 #include <QString>
 
@@ -16,9 +17,7 @@ QByteArray photoJpeg(QSize size, int orientation = 1, quint32 seed = 1, int qual
 // Writes photoJpeg(...) to path; false when the file cannot be written.
 inline bool writePhoto(const QString& path, QSize size, int orientation = 1, quint32 seed = 1)
 {
-    QFile file(path);
-    const QByteArray bytes = photoJpeg(size, orientation, seed);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    return writeFileContents(path, photoJpeg(size, orientation, seed));
 }
 
 } // namespace tarnaxe::test

@@ -1,6 +1,7 @@
 // clsComm and the reads of an assignment against a server that answers exactly what each
-// case scripts: the bytes of each kind of request, the attempts and their errors, and
-// the replies (and the quirks of their fields) that the reads must cope with.
+// case scripts: the attempts and their errors, and the replies (and the quirks of their
+// fields) that the reads must cope with. What each request carries is shown by the reference
+// server taking it in tests/transfer/tst_upload.
 
 #include "support/RecordingView.h"
 #include "support/ScriptedHttpServer.h"
@@ -11,16 +12,8 @@
 #include <QTest>
 
 using namespace tarnaxe;
+using tarnaxe::test::ok;
 using tarnaxe::test::ScriptedAnswer;
-
-namespace {
-
-ScriptedAnswer ok(const QByteArray& body)
-{
-    return ScriptedAnswer::reply(200, "OK", body);
-}
-
-} // namespace
 
 class TestClsComm : public QObject {
     Q_OBJECT
@@ -38,34 +31,6 @@ private slots:
         m_comm = std::make_unique<clsComm>();
         m_comm->ServerName = m_server->hostPort();
         m_view = {};
-    }
-
-    void requestBodies()
-    {
-        const QByteArray bytes("a\tb:c\0\xff\r\n", 9);
-        m_comm->LocalFileSpec = m_dir.write("photo.jpg", bytes);
-        m_comm->PostPage = "/dataup/WriteFile.asp";
-        m_server->script({ok("Status:SUCCESS\tLocation:L1\t")});
-        QList<qint16> progress;
-        connect(m_comm.get(), &clsComm::Progress, this, [&progress](qint16& p) { progress << p; });
-        QString error;
-        QVERIFY(m_comm->SendFile("{G-1}.JPG", error, "{T-1}"));
-        QCOMPARE(error, "OK");
-        QCOMPARE(m_comm->ResponseData, QByteArray("Status:SUCCESS\tLocation:L1\t"));
-        // LocalFileSpec plays no part in an append; text goes out as Windows-1252.
-        QVERIFY(m_comm->AppendFileOnServer("C:\\x\\y.jpg", m_dir.write("Chunk", "zz"), 32768, error,
-                                           "{T-1}"));
-        QVERIFY(m_comm->SendData("GUID:{G}\tCaption:Fender – Müller\t", error));
-        QCOMPARE(m_comm->ResponseData, QByteArray()); // an empty reply leaves nothing behind
-        const auto& requests = m_server->requests();
-        QCOMPARE(requests[0].path, QByteArray("/dataup/WriteFile.asp"));
-        QCOMPARE(requests[0].body,
-                 "FileName:{G-1}.JPG\tTransactionGUID:{T-1}\tFileSize:9\tFile:" + bytes);
-        QCOMPARE(requests[1].body, QByteArray("sLocation:C:\\x\\y.jpg\tTransactionGUID:{T-1}\t"
-                                              "CurrSize:32768\tBlobSize:2\tBlob:zz"));
-        QCOMPARE(requests[2].body, QByteArray("GUID:{G}\tCaption:Fender \x96 M\xfcller\t"));
-        QCOMPARE(progress, (QList<qint16>{12, 100, 12, 100})); // sending data only
-        QCOMPARE(m_server->connectionsAccepted(), 1);
     }
 
     // A file or a piece is tried four times, data once; every attempt carries the same
@@ -165,45 +130,39 @@ private slots:
         QCOMPARE(read('x', three + "Export:abc"), "EMSBlobReadError: No export data returned");
         QCOMPARE(read('e', three), "EMSBlobReadError: No  data returned");
         QCOMPARE(read('m', three), "MIEBlobReadError: No export data returned");
-        QList<QByteArray> asked;
-        for (const auto& request : m_server->requests())
-            asked << request.path + ' ' + request.body;
-        QVERIFY(asked.contains("/dataup/ReadAssignmentExport.asp GUID:{G}\tExportField:EMSEnv\t"));
-        QVERIFY(asked.contains("/dataup/ReadAssignmentEMS.asp GUID:{G}\tExportField:CCC201env\t"));
-        QVERIFY(asked.contains("/dataup/ReadMIE.asp GUID:{G}\t"));
+        const auto asked = [this](int n) {
+            return m_server->requests()[n].path + ' ' + m_server->requests()[n].body;
+        };
+        QCOMPARE(asked(0), "/dataup/ReadAssignmentExport.asp GUID:{G}\tExportField:EMSEnv\t");
+        QCOMPARE(asked(1), "/dataup/ReadMIE.asp GUID:{G}\t");
+        QCOMPARE(asked(2), "/dataup/ReadAssignmentEMS.asp GUID:{G}\tExportField:CCC201env\t");
     }
 
     void headerAndBasename()
     {
         m_server->script({ok("Status:Success\tClaimNumber:C-1\tPolicyNumber:P:2\tCompanyName:Mu\t"),
-                          ok("ClaimNumber:C-1\t"), ok("Status:FAILURE\tErrorMessage:Not found\t"),
-                          ok("Status:NO\t"), ok("Status:SUCCESS\tBasename: CL123 \t"),
-                          ok("Status:FAILURE\t"), ScriptedAnswer::reply(500, "Down")});
+                          ok("Status:SUCCESS\tBasename: CL123 \t"), ok("ClaimNumber:C-1\t"),
+                          ok("Status:FAILURE\tErrorMessage:Not found\t"), ok("Status:NO\t"),
+                          ScriptedAnswer::reply(500, "Down")});
         AssignmentReads reads(*m_comm, m_view);
         QString message;
         QVERIFY(reads.readHeader("{A}", message));
         QCOMPARE(m_view.header, (QStringList{"Claim #: C-1", "Policy #: P:2", "Insurance Co: Mu"}));
-        m_view.header.clear();
-        for (const char* expected : {"Read Error: No Status returned", "Read Error: Not found",
-                                     "Read Error: Unspecified Error!"}) {
-            QVERIFY(!reads.readHeader("{A}", message));
-            QCOMPARE(message, QLatin1String(expected));
-        }
-        QVERIFY(m_view.header.isEmpty());
-        // The server answered each time, whatever it said.
-        QCOMPARE(m_view.messages, QStringList(4, "Connected to Server!"));
-        QCOMPARE(m_server->requests().first().path, QByteArray("/dataup/ReadAssignment.asp"));
-        QCOMPARE(m_server->requests().first().body, QByteArray("GUID:{A}\t"));
-
         QString base = "stale";
         QVERIFY(reads.ReadAssignmentBasename("{A}", message, base));
         QCOMPARE(base, " CL123 "); // the writers trim it
-        QCOMPARE(m_server->requests().last().path, "/dataup/ReadAssignmentBasename.asp");
-        QVERIFY(!reads.ReadAssignmentBasename("{A}", message, base));
-        QCOMPARE(message, "Read Error: Unspecified Error!");
-        QVERIFY(base.isEmpty());
-        QVERIFY(!reads.ReadAssignmentBasename("{A}", message, base));
-        QCOMPARE(message, "HTTP 500 Down");
+        const auto& requests = m_server->requests();
+        QCOMPARE(requests[0].path + ' ' + requests[0].body,
+                 "/dataup/ReadAssignment.asp GUID:{A}\t");
+        QCOMPARE(requests[1].path, "/dataup/ReadAssignmentBasename.asp");
+        for (const char* expected : {"Read Error: No Status returned", "Read Error: Not found",
+                                     "Read Error: Unspecified Error!", "HTTP 500 Down"}) {
+            QVERIFY(!reads.ReadAssignmentBasename("{A}", message, base));
+            QCOMPARE(message, QLatin1String(expected));
+            QVERIFY(base.isEmpty());
+        }
+        // The server answered each time but the last, whatever it said.
+        QCOMPARE(m_view.messages, QStringList(5, "Connected to Server!"));
     }
 };
 
