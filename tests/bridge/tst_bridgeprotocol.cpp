@@ -105,18 +105,6 @@ private slots:
         if (words[1] == "-1" && !frame.contains("Explode"))
             QCOMPARE(target.callCount(), 0);
     }
-
-    void frameOverOneMebibyteIsRefusedUnparsed()
-    {
-        FakeDispatchable target;
-        QByteArray frame = R"({"id":1,"member":"Init"})";
-        frame.insert(1, QByteArray(kMaxCallFrameBytes - frame.size(), ' '));
-        QCOMPARE(call(target, frame).value("result"), QJsonValue("OK"));
-        frame.insert(1, ' ');
-        QCOMPARE(call(target, frame).value("error").toObject().value("description"),
-                 QJsonValue("Frame too large: 1048577 bytes (limit 1048576)"));
-        QCOMPARE(target.callCount(), 1);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestBridgeProtocol)
