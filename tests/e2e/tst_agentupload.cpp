@@ -59,6 +59,10 @@ private slots:
         QCOMPARE(page.invoke("Get_Estimate_Field", {"V_VIN"}), true);
         QCOMPARE(page.get("EstimateField").toString().trimmed(), "1FAFP34N97W123456");
         QCOMPARE(page.invoke("Get_Estimate_Field", {"NO_SUCH"}), false);
+        // An empty envelope is not read.
+        const QString empty = agent.home().path() + "/empty.env";
+        QVERIFY(writeFileContents(empty, {}));
+        QCOMPARE(page.invoke("ManualSelectEMS", {empty}), false);
         for (const char* base : {"0002", "0003", "0004"}) {
             EmsSetBuilder set(agent.home().path(), QLatin1String(base));
             set.style(EmsStyle::Letter).vehicleMemo("REAR QUARTER PANEL");
