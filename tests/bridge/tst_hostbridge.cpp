@@ -138,7 +138,7 @@ private slots:
         for (const QTimer* timer : m_bridge->findChildren<QTimer*>())
             QVERIFY2(!timer->isActive(), qPrintable(timer->objectName()));
         const QList<QPointer<FakeDispatchable>> objects = m_bridge.objects;
-        first.close();
+        first.socket().close();
         second.socket().abort();
         QTRY_VERIFY(objects[0].isNull() && objects[1].isNull());
         QCOMPARE(closed.count(), 2);
