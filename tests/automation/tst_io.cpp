@@ -310,23 +310,6 @@ private slots:
         }
         QCOMPARE(io.LastIOStatusID(), QString());
     }
-
-    void estimatesAreReadOnlyFromEnvelopes()
-    {
-        TestAgent agent;
-        FakeEstimateReader reader;
-        reader.answer.vehicle = QStringLiteral("2004 HOND ACCORD");
-        agent.context.services.estimates = &reader;
-        IO io(agent.context);
-        const auto info = [&](const char* file) {
-            return io.invoke(32, {file, 0, 0, 0, 0, 0, 0, 0}).byRef.mid(0, 3);
-        };
-        QCOMPARE(info("/x/0001.env"), (QList<Variant>{"/x/0001.env", "2004 HOND ACCORD", ""}));
-        QCOMPARE(reader.calls, QStringList{"basic /x/0001.env 1940-01-01"});
-        // An empty envelope is not read.
-        QVERIFY(!io.ManualSelectEMS(agent.makeFile(QStringLiteral("est/empty.ENV"), 0)));
-        QCOMPARE(reader.calls.size(), 1);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestIO)

@@ -138,7 +138,7 @@ private slots:
         for (const QTimer* timer : m_bridge->findChildren<QTimer*>())
             QVERIFY2(!timer->isActive(), qPrintable(timer->objectName()));
         const QList<QPointer<FakeDispatchable>> objects = m_bridge.objects;
-        first.close();
+        first.socket().close();
         second.socket().abort();
         QTRY_VERIFY(objects[0].isNull() && objects[1].isNull());
         QCOMPARE(closed.count(), 2);
@@ -150,11 +150,13 @@ private slots:
         m_bridge.start({});
         BridgeClient client;
         QVERIFY(client.open(m_bridge.url()));
-        // Frames that are no call (text, binary, too large) among calls 0 and 4 to 49.
-        client.sendText(R"({"id":0,"member":"Echo","args":[0]})");
+        // Frames that are no call (text, binary, a byte over the limit) among calls 0 (at the
+        // limit) and 4 to 49.
+        QByteArray atLimit = R"({"id":0,"member":"Echo","args":[0]})";
+        client.sendText(atLimit.insert(1, QByteArray(kMaxCallFrameBytes - atLimit.size(), ' ')));
         client.sendText("not json");
         client.socket().sendBinaryMessage(QByteArray("\x01\x02", 2));
-        client.sendText(QByteArray(kMaxCallFrameBytes + 1, ' '));
+        client.sendText(atLimit.insert(1, ' '));
         for (int i = 4; i < 50; ++i)
             client.sendText(R"({"id":)" + QByteArray::number(i) + R"(,"member":"Echo","args":[)" +
                             QByteArray::number(i) + "]}");
@@ -167,6 +169,8 @@ private slots:
                          : QJsonObject({{"id", i}, {"result", i}}));
         }
         QVERIFY(client.answers[2].value("error")["description"].toString().contains("Binary"));
+        QCOMPARE(client.answers[3].value("error")["description"],
+                 "Frame too large: 1048577 bytes (limit 1048576)");
     }
 
 private:

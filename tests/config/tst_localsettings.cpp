@@ -66,6 +66,18 @@ private slots:
         QCOMPARE(QFileInfo(ini()).fileTime(QFileDevice::FileMetadataChangeTime), changed);
     }
 
+    // The user's file starts as a copy of the machine-wide preset, writable although the
+    // preset is not.
+    void presetIsCopiedWritable()
+    {
+        const QString preset = m_home->path() + "/etc/TarnLocal.ini";
+        QVERIFY(writeFileContents(preset, "[LocalSettings]\nPDFDriver=1\n"));
+        QVERIFY(QFile::setPermissions(preset, QFile::ReadOwner));
+        QCOMPARE(LocalSettings::userFilePath(preset), ini());
+        QCOMPARE(fileContents(ini()), "[LocalSettings]\nPDFDriver=1\n");
+        QVERIFY(QFileInfo(ini()).permissions() & QFile::WriteOwner);
+    }
+
     // A slot counts when it names a platform and its import folder exists; slot 5 has
     // always been judged by slot 6's name (unset here).
     void platformMask()

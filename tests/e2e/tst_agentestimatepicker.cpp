@@ -1,13 +1,11 @@
 // The estimate dialog from the page's side, through the agent that main() runs: the page
-// asks for the estimate of a claim and VIN, the clerk declines and then confirms the newer of
-// two matches in the real dialogs, and the estimate goes to the reference server with its
-// facts.
+// asks for the estimate of a claim and VIN, and the clerk declines and then confirms the
+// newer of two matches in the real dialogs. (Sending it is e2e.tst_agentupload's road.)
 
 #include "emswriter/EmsSetBuilder.h"
 #include "estimates/AutoAttachDialog.h"
 #include "estimates/EMSSelectForm.h"
 #include "platform/ProfileFile.h"
-#include "support/DataupServer.h"
 #include "support/PageAgent.h"
 #include "support/TempHome.h"
 
@@ -22,11 +20,8 @@ class TestAgentEstimatePicker : public QObject {
     Q_OBJECT
 
 private slots:
-    void autoSelectAndSend()
+    void autoSelect()
     {
-        DataupServer server;
-        QVERIFY2(server.start(), qPrintable(server.error()));
-        const QString assignment = server.seed();
         TempHome home;
         const QString exports = home.path() + "/exports";
         QVERIFY(QDir().mkpath(exports));
@@ -86,19 +81,6 @@ private slots:
         QCOMPARE(clerk.seen, offer + offer + QStringList{"Estimate was attached!"});
         QCOMPARE(page.get("TheNameOf", {"Estimates", 1}), newerMatch);
         QTRY_COMPARE(page.invoke("GetFormStatus", {"ESTIMATEPICKER"}), "UNLOADED");
-
-        page.events.clear();
-        page.invoke("MoveFilesToServer", {assignment, "{WORKER-1}", "3", server.hostPort()});
-        QCOMPARE(page.statusesUntilFinal().value(1), QStringLiteral("COMPLETE/No Errors"));
-        const QJsonArray transactions = server.transactions();
-        QCOMPARE(transactions.size(), 1);
-        const QJsonObject sent = server.transaction(transactions[0]["guid"].toString());
-        QCOMPARE(sent["state"].toString(), QStringLiteral("committed"));
-        const QJsonValue fields = sent["attachments"][0]["fieldMap"];
-        QCOMPARE((QStringList{fields["PreparseClaimNumber"].toString(),
-                              fields["PreparseVehicle"].toString(),
-                              fields["PreparseInsured"].toString()}),
-                 (QStringList{"CLM-77", "07 FORD FOCUS SE", "SMITH, JOHN"}));
     }
 };
 

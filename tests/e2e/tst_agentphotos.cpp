@@ -5,6 +5,7 @@
 
 #include "photos/ImagePickerForm.h"
 #include "platform/ProfileFile.h"
+#include "support/FileContents.h"
 #include "support/PageAgent.h"
 #include "support/TempHome.h"
 #include "support/TestPhotos.h"
@@ -27,10 +28,8 @@ private slots:
     void photosFromThePage()
     {
         TempHome home;
-        const QString camera = home.path() + "/camera";
-        QVERIFY(QDir().mkpath(camera));
-        const QString big = camera + "/crash.jpg";
-        QVERIFY(writePhoto(big, QSize(4000, 3000)));
+        const QString camera = home.path() + "/camera", big = camera + "/crash.jpg";
+        QVERIFY(writeFileContents(big, photoJpeg(QSize(4000, 3000))));
         for (int i = 1; i <= 9; ++i)
             QVERIFY(
                 writePhoto(camera + QStringLiteral("/IMG_%1.jpg").arg(i, 4, 10, QLatin1Char('0')),

@@ -37,49 +37,42 @@ private slots:
         QCOMPARE(tarnaxe::joinPath("a\\", ""), QStringLiteral("a/"));
     }
 
-    void findNameIgnoringCase_data()
+    // A name: the exact one first, else the first match in sorted order, and a path resolves
+    // to the name found, else to the one asked for. A pattern: files only, sorted by name.
+    void findInFolder_data()
     {
-        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("asked");    // "N <name>" or "P <pattern>"
         QTest::addColumn<QString>("expected"); // empty: none
         const char* rows[][2] = {
-            {"0001.ad1", "0001.AD1"}, {"exact.txt", "exact.txt"}, {"MIXED.txt", "Mixed.Txt"},
-            {"subdir", "SubDir"},     {"GRÜßE.TXT", "Grüße.txt"}, {"0001", ""},
-            {"subdir/x", ""}};
-        for (const auto& row : rows)
-            QTest::newRow(row[0]) << row[0] << row[1];
+            {"N 0001.ad1", "0001.AD1"},
+            {"N exact.txt", "exact.txt"},
+            {"N MIXED.txt", "Mixed.Txt"},
+            {"N subdir", "SubDir"},
+            {"N GRÜßE.TXT", "Grüße.txt"},
+            {"N 0001", ""},
+            {"N subdir/x", ""},
+            {"P *.JPG", "a.jpg B.JPG"},
+            {"P File[1].pdf", "File[1].pdf"},
+            {"P File*.pdf", "File1.pdf file22.PDF File[1].pdf"},
+            {"P *.*", ".Hidden 0001.AD1 a.jpg B.JPG c.Jpeg EXACT.txt exact.txt File1.pdf "
+                      "file22.PDF File[1].pdf Grüße.txt Mixed.Txt mixed.TXT README"}};
+        for (const auto& [asked, expected] : rows)
+            QTest::newRow(asked) << QString::fromUtf8(asked) << QString::fromUtf8(expected);
     }
-    // The exact name first, else the first match in sorted order; a path resolves to the
-    // name found, else to the one asked for.
-    void findNameIgnoringCase()
+    void findInFolder()
     {
-        QFETCH(QString, name);
+        QFETCH(QString, asked);
         QFETCH(QString, expected);
+        const QString name = asked.mid(2), none = m_dir.filePath("none");
+        if (asked.startsWith('P')) {
+            QCOMPARE(tarnaxe::filesMatching(m_dir.path(), name).join(' '), expected);
+            QCOMPARE(tarnaxe::filesMatching(none, name), QStringList());
+            return;
+        }
         QCOMPARE(tarnaxe::findNameIgnoringCase(m_dir.path(), name), expected);
         QCOMPARE(tarnaxe::resolvePathIgnoringCase(m_dir.path() + '/', name),
                  m_dir.path() + '/' + (expected.isEmpty() ? name : expected));
-        QCOMPARE(tarnaxe::findNameIgnoringCase(m_dir.filePath("none"), name), QString());
-    }
-
-    void filesMatching_data()
-    {
-        QTest::addColumn<QString>("pattern");
-        QTest::addColumn<QString>("expected");
-        const char* rows[][2] = {
-            {"*.JPG", "a.jpg B.JPG"},
-            {"File*.pdf", "File1.pdf file22.PDF File[1].pdf"},
-            {"File[1].pdf", "File[1].pdf"},
-            {"*.*", ".Hidden 0001.AD1 a.jpg B.JPG c.Jpeg EXACT.txt exact.txt File1.pdf file22.PDF "
-                    "File[1].pdf Grüße.txt Mixed.Txt mixed.TXT README"}};
-        for (const auto& row : rows)
-            QTest::newRow(row[0]) << row[0] << row[1];
-    }
-    // Files only, sorted by name.
-    void filesMatching()
-    {
-        QFETCH(QString, pattern);
-        QFETCH(QString, expected);
-        QCOMPARE(tarnaxe::filesMatching(m_dir.path(), pattern).join(' '), expected);
-        QCOMPARE(tarnaxe::filesMatching(m_dir.filePath("none"), pattern), QStringList());
+        QCOMPARE(tarnaxe::findNameIgnoringCase(none, name), QString());
     }
 
     // A name another file took is a cue to try the next name, not a failure; a file that a

@@ -46,7 +46,6 @@ public:
 
     quint16 port() const { return m_port; }
     QString url() const { return QStringLiteral("ws://127.0.0.1:%1").arg(m_port); }
-    qint64 processId() const { return m_process.processId(); }
     QProcess& process() { return m_process; }
     const TempHome& home() const { return m_home; }
     const QString& error() const { return m_error; }

@@ -32,7 +32,6 @@ public:
         };
         return QTest::qWaitFor(settled) && m_socket.state() == QAbstractSocket::ConnectedState;
     }
-    void close() { m_socket.close(); }
 
     // Sends a call and waits for the answer with the same id; an empty object on timeout.
     QJsonObject call(const QString& member, const QString& kind = QStringLiteral("method"),

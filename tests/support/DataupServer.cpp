@@ -104,8 +104,7 @@ QByteArray DataupServer::request(const QByteArray& method, const QByteArray& pat
     QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
     QTimer::singleShot(60000, &loop, &QEventLoop::quit);
     loop.exec();
-    const std::unique_ptr<QNetworkReply, void (*)(QNetworkReply*)> owner(
-        reply, [](QNetworkReply* r) { r->deleteLater(); });
+    const QScopedPointer<QNetworkReply, QScopedPointerDeleteLater> owner(reply);
     if (!reply->isFinished()) {
         reply->abort();
         m_error = QStringLiteral("no answer in time");

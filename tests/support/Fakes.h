@@ -3,7 +3,6 @@
 
 #include "automation/Services.h"
 
-#include <QDate>
 #include <QObject>
 #include <QStringList>
 
@@ -18,22 +17,6 @@ public:
 
 signals:
     void CurrentStatus(const QString& sStatus, const QString& sMessage);
-};
-
-class FakeEstimateReader : public EstimateReader {
-public:
-    bool readBasicInfo(const QString& envelopePath, const QDate& cutOff,
-                       EstimateRecord& record) override
-    {
-        calls << QStringLiteral("basic %1 %2").arg(envelopePath, cutOff.toString(Qt::ISODate));
-        record = answer;
-        record.envelopeFile = envelopePath;
-        return true;
-    }
-    bool readField(const QString&, const QString&, Variant&) override { return false; }
-
-    EstimateRecord answer;
-    QStringList calls; // "basic <path> <cut-off>"
 };
 
 class FakePrintCapture : public PrintCapture {

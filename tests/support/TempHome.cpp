@@ -9,16 +9,15 @@ namespace tarnaxe::test {
 namespace {
 const char* const kVariables[] = {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME",
                                   "XDG_DATA_HOME"};
-}
+const char* const kFolders[] = {"", "/.config", "/.cache", "/.local/state", "/.local/share"};
+} // namespace
 
 TempHome::TempHome()
 {
-    for (const char* name : kVariables)
-        m_saved.append({name, qgetenv(name)});
-    const QString values[] = {path(), configHome(), cacheHome(), stateHome(), dataHome()};
     for (int i = 0; i < 5; ++i) {
-        QDir().mkpath(values[i]);
-        qputenv(kVariables[i], values[i].toLocal8Bit());
+        m_saved.append({kVariables[i], qgetenv(kVariables[i])});
+        QDir().mkpath(path() + kFolders[i]);
+        qputenv(kVariables[i], QString(path() + kFolders[i]).toLocal8Bit());
     }
 }
 
@@ -35,9 +34,8 @@ TempHome::~TempHome()
 QProcessEnvironment TempHome::environment() const
 {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    const QString values[] = {path(), configHome(), cacheHome(), stateHome(), dataHome()};
     for (int i = 0; i < 5; ++i)
-        env.insert(QLatin1String(kVariables[i]), values[i]);
+        env.insert(QLatin1String(kVariables[i]), path() + kFolders[i]);
     const QString runtime = path() + QStringLiteral("/run");
     QDir().mkpath(runtime);
     QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);

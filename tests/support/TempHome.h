@@ -18,8 +18,6 @@ public:
     QString path() const { return m_dir.path(); }
     QString configHome() const { return m_dir.path() + QStringLiteral("/.config"); }
     QString cacheHome() const { return m_dir.path() + QStringLiteral("/.cache"); }
-    QString stateHome() const { return m_dir.path() + QStringLiteral("/.local/state"); }
-    QString dataHome() const { return m_dir.path() + QStringLiteral("/.local/share"); }
     // The environment for a child process that should live in this home.
     QProcessEnvironment environment() const;
 
