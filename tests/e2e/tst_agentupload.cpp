@@ -82,6 +82,9 @@ private slots:
         QCOMPARE(page.statusesUntilFinal(), QStringList{kComplete});
         page.invoke("MoveFilesToServer", move);
         QCOMPARE(page.statusesUntilFinal(30000), (QStringList{kBusy, kComplete}));
+        // Its progress window has closed; the agent lives on behind the page.
+        page.events.clear();
+        QVERIFY(page.waitForEvent("PublishInfo", 10000));
 
         const QJsonArray transactions = server.transactions();
         QCOMPARE(transactions.size(), 2);
