@@ -283,10 +283,17 @@ private slots:
         QVERIFY(io.MoveFilesToServer("{A-2}", "{W}", qint32(3), "10.0.0.5"));
         QCOMPARE(agent.ui.shown.size(), 1);
         QCOMPARE(agent.state.request.IOCommand + agent.state.request.WorkerTypeID, "WRITE3");
+        agent.setSetting("MIEDelivery", agent.home.path());
+        io.setEnableMIE(true);
+        QVERIFY(!io.DeliverMIEFile(Variant("{E}"), Variant("srv")));
+        QCOMPARE(agent.state.request.IOCommand + agent.state.request.EstimateGUID, "READMIE{E}");
+        agent.forms.registerFactory(QStringLiteral("frmImagePicker"), [] { return new QObject; });
+        QCOMPARE(io.SelectPhotoByVIN(" 1hgcm82633a "), QString());
+        QCOMPARE(agent.state.PhotoSelectMode + agent.state.PhotoVINMatch, "21HGCM82633A");
         // Once it has unloaded, the next call makes a new form.
         delete form;
         QVERIFY(io.MoveFilesToServer("{A-3}", {}, {}, "h"));
-        QCOMPARE(agent.ui.shown.size(), 2);
+        QCOMPARE(agent.ui.shown.size(), 3);
         agent.forms.unloadAll();
     }
 

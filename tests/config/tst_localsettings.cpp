@@ -1,6 +1,7 @@
 // The settings file, the session folders and the "Setup" dialog's refusals (its good road
 // is in e2e.tst_agentsetup).
 
+#include "config/DirectoryChooserDialog.h"
 #include "config/LocalSettings.h"
 #include "config/LocalSetupForm.h"
 #include "config/PathHelpers.h"
@@ -11,6 +12,7 @@
 
 #include <QComboBox>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QTest>
 
 using namespace tarnaxe;
@@ -115,6 +117,25 @@ private slots:
                                 "Path: /no/such/folder\r\n\r\nContinue saving anyway?");
         QCOMPARE(form.focusWidget(), field);
         QCOMPARE(fileContents(ini()), before);
+    }
+
+    // The chooser: a click or an arrow picks a folder below, Enter opens it, Minus climbs
+    // back, a drive opens its root; the drives are the root, home and removable volumes.
+    void chooser()
+    {
+        const QString a = m_home->path() + "/a";
+        QVERIFY(QDir().mkpath(a + "/b") && QDir().mkpath(a + "/c d"));
+        DirectoryChooserDialog dialog(a);
+        auto* list = dialog.findChild<QListWidget*>("Dir1");
+        list->itemClicked(list->findItems(" c d", Qt::MatchEndsWith).value(0));
+        QCOMPARE(dialog.chosenPath(), a + "/c d");
+        QTest::keyClick(list, Qt::Key_Down); // from "a" to "b"
+        QTest::keyClicks(list, "\r-+");      // opens "b", climbs back, nothing on the open one
+        QCOMPARE(dialog.chosenPath(), a);
+        dialog.findChild<QComboBox*>("Drive1")->activated(0);
+        QCOMPARE(dialog.chosenPath(), "/");
+        QCOMPARE(chooserDrives("/home/k", "d /media/k/A\\040B x\nproc /proc x\n\nd /mnt/n\n"),
+                 (QStringList{"/", "/home/k", "/media/k/A B", "/mnt/n"}));
     }
 
     // The counter in Master.dat names the folder and is replaced by its successor, 8 by 1;
