@@ -159,6 +159,9 @@ private slots:
             QCOMPARE(folderEntries(session), QStringList{"Chunks"});
             QCOMPARE(fileContents(root() + "/Master.dat"), after);
         }
+        QVERIFY(QFile::remove(root() + "/Master.dat") && QDir().mkpath(root() + "/Master.dat"));
+        QCOMPARE(setUpSession(-1).commandStatus, "Cannot create master file");
+        QCOMPARE(setUpSession(999).commandStatus, "Cannot create session path"); // no such folder
     }
 
     void cleanUpOldExportsAndHelpers()
