@@ -85,6 +85,7 @@ private slots:
         const QString mie = m_agent->home.path() + "/mie/23456_01.mie";
         m_agent->setSetting("MIERetrieval", QFileInfo(mie).path());
         m_agent->state.EnableMIE = true;
+        QVERIFY(writeFileContents(QFileInfo(mie).path() + "/77_123456_02.mie", "another claim"));
         EMSSelectForm& form = openForm();
         form.cmdAttach_Click();
         QCOMPARE(m_agent->ui.lastText(), "You must select an estimate.");

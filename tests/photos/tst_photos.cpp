@@ -64,10 +64,16 @@ private slots:
         Photos agent;
         const QString folder = agent.home.path() + "/pick";
         const QByteArray cut = photoJpeg(QSize(64, 48));
+        QByteArray huge = cut; // its frame header says 20000 x 20000
+        huge.replace(huge.indexOf("\xFF\xC0") + 5, 4, "N N ");
         const std::pair<QByteArray, QString> bad[] = {
             {cut.left(cut.size() / 2), "the file is incomplete (it ends before its picture does)."},
             {{}, "it is empty."},
-            {"-", "the file no longer exists."}}; // "-": not made at all
+            {"-", "the file no longer exists."}, // "-": not made at all, "/": a folder
+            {"/", "it is a folder, not a file."},
+            {"GIF89a", "it is not a JPEG picture but a GIF picture."},
+            {"Dear sir", "it is not a JPEG picture."},
+            {huge, "its picture is too large to be a photo (20000 x 20000 pixels)."}};
         // Size, EXIF orientation (6: turn 90 degrees clockwise to show), size shown.
         const std::tuple<QSize, int, QSize> photos[] = {{{640, 480}, 1, {640, 480}},
                                                         {{641, 481}, 1, {640, 480}},
@@ -76,7 +82,9 @@ private slots:
         QStringList names{folder}, expected;
         for (const auto& [bytes, why] : bad) {
             names << QStringLiteral("bad%1.jpg").arg(names.size());
-            QVERIFY(bytes == "-" || writeFileContents(folder + '/' + names.last(), bytes));
+            QVERIFY(bytes == "-" ||
+                    (bytes == "/" ? QDir(folder).mkpath(names.last())
+                                  : writeFileContents(folder + '/' + names.last(), bytes)));
             expected << "The photo " + folder + '/' + names.last() + " was not attached: " + why;
         }
         for (const auto& [size, orientation, shown] : photos) {
@@ -92,7 +100,8 @@ private slots:
         QCOMPARE(folderEntries(agent.state.SessionPath).size(), 4);
         for (int n = 1; n <= 4; ++n) {
             const auto& [size, orientation, shown] = photos[n - 1];
-            const QString in = folder + '/' + names[3 + n], out = agent.lists.nameOf("Photos", n);
+            const QString in = folder + '/' + names[std::size(bad) + n],
+                          out = agent.lists.nameOf("Photos", n);
             const bool copied = fileContents(out) == fileContents(in);
             QCOMPARE(copied, (orientation == 6 ? size.height() : size.width()) <= 640);
             QImageReader reader(out);

@@ -5,6 +5,7 @@
 #include "support/DataupServer.h"
 #include "support/FileContents.h"
 
+#include <QCryptographicHash>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -16,7 +17,7 @@ class TestDataupServer : public QObject {
 
 private:
     QTemporaryDir m_dir;
-    DataupServer m_server{{false, 64 * 1024, {"--static", m_dir.filePath("portal")}}};
+    DataupServer m_server{{false, 2 << 20, {"--static", m_dir.filePath("portal")}}};
 
     QByteArray call(const QByteArray& page, const QByteArray& body)
     {
@@ -120,21 +121,34 @@ private slots:
         // The committed image is served for the overview's thumbnail.
         QCOMPARE(m_server.request("GET", "/files/" + location.mid(7)), "0123456789abc");
         QVERIFY(m_server.request("GET", "/").contains("<td>CLM-24-000417</td>"));
+
+        // Fields past a mebibyte go through a temporary file; what is stored is the same.
+        const QByteArray big(3 << 19, 'b'), n = QByteArray::number(big.size()), t = begin();
+        const QByteArray at = write(t, big), piece = "\tCurrSize:" + n + "\tBlobSize:" + n;
+        QCOMPARE(call("AppendToFile",
+                      "sLocation:" + at + "\tTransactionGUID:" + t + piece + "\tBlob:" + big),
+                 "Status:SUCCESS\t");
+        QCOMPARE(m_server.transaction(QString::fromLatin1(t))["files"][0]["sha256"].toString(),
+                 QCryptographicHash::hash(big + big, QCryptographicHash::Sha256).toHex());
     }
 
     void httpRefusals()
     {
         for (const auto& [method, path, body, expected] :
              QList<std::tuple<QByteArray, QByteArray, QByteArray, int>>{
-                 {"POST", "/dataup/WriteFile.asp", QByteArray(70 * 1024, 'x'), 413},
+                 {"POST", "/dataup/WriteFile.asp", QByteArray((2 << 20) + 1, 'x'), 413},
                  {"GET", "/dataup/ReadMIE.asp", {}, 405},
                  {"POST", "/dataup/No.asp", "GUID:x\t", 404},
                  {"GET", "/api/transactions/%7Bnope%7D", {}, 404},
+                 {"GET", "/files/999999", {}, 404}, // not a committed attachment
                  {"GET", "/portal/%2e%2e/secret.txt", {}, 404},
                  {"POST", "/_faults", "{nope", 400},
                  {"POST", "/_faults", R"([{"page": "/dataup/ReadMIE.asp", "action": "explode"}])",
                   400},
-                 {"POST", "/_faults", R"([{"action": "http500", "after": -1}])", 400}}) {
+                 {"POST", "/_faults", R"([{"action": "http500", "after": -1}])", 400},
+                 {"POST", "/_faults", R"([{"page": "/", "action": "drop", "times": 0.5}])", 400},
+                 {"GET", "/_faults", {}, 200},
+                 {"DELETE", "/_faults", {}, 200}}) {
             int status = 0;
             QVERIFY(!m_server.request(method, path, body, &status).contains("not for the web"));
             QVERIFY2(status == expected, path.constData());

@@ -217,15 +217,21 @@ private slots:
     {
         m_settings->MIEDelivery = addSlot(1, platform_names::notDefined);
         m_clock.set(QDateTime(QDate(2024, 3, 15), QTime(10, 0))); // hundredth 3,600,000
+        // Taken in another case: the next hundredth is waited for.
+        QVERIFY(test::writeFileContents(m_settings->MIEDelivery + "/3600000.MIE", "old"));
         QCOMPARE(run("READMIE", m_server.hostPort()), busyThen(kReadMie, "COMPLETE", "No Errors"));
         QVERIFY(m_ui.boxes.isEmpty());
-        QCOMPARE(test::folderEntries(m_settings->MIEDelivery), QStringList{"3600000.mie"});
-        const QByteArray bytes = test::fileContents(m_settings->MIEDelivery + "/3600000.mie");
+        QCOMPARE(test::folderEntries(m_settings->MIEDelivery),
+                 (QStringList{"3600000.MIE", "3600001.mie"}));
+        const QByteArray bytes = test::fileContents(m_settings->MIEDelivery + "/3600001.mie");
         QVERIFY(!bytes.isEmpty());
         QVERIFY(m_server
                     .post("/dataup/ReadMIE.asp",
                           "GUID:" + m_state.request.EstimateGUID.toLatin1() + '\t')
                     .endsWith("Export:" + bytes + '\t'));
+        m_settings->MIEDelivery += "/3600001.mie"; // a file: nothing can be made in it
+        QCOMPARE(run("READMIE", m_server.hostPort()).last()[0], "ERROR");
+        QVERIFY(m_ui.lastText().startsWith("Cannot save MIE (" + m_settings->MIEDelivery + '/'));
     }
 };
 
