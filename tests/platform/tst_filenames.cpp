@@ -1,8 +1,9 @@
 // Joining paths, finding names in a folder without regard to case as the Windows build found
-// them, putting files in place, and the shell folders in the user's home.
+// them, putting files in place, the shell folders in the user's home, and the log's rotation.
 
 #include "platform/FileMoves.h"
 #include "platform/FileNames.h"
+#include "platform/LogSink.h"
 #include "platform/OpenForWriting.h"
 #include "platform/ShellFolders.h"
 #include "support/FileContents.h"
@@ -121,6 +122,24 @@ private slots:
         if (setting.size() == 2)
             qputenv(qPrintable(setting[0]), setting[1].toLocal8Bit());
         QCOMPARE(shellFolderPath(folderId).value_or("<none>"), expected.replace('~', home.path()));
+    }
+    void logRotatesKeepingTheNewestFiles()
+    {
+        const test::TempHome home;
+        const QtMessageHandler qtest = qInstallMessageHandler(nullptr);
+        // Every line is 45 bytes, so each file takes three before it passes 100.
+        const QString log = installLogSink(100, 2);
+        for (int i = 1; i <= 9; ++i)
+            qInfo("line %d", i);
+        qInstallMessageHandler(qtest);
+        const QString folder = home.path() + "/.local/state/TarnAxe";
+        QCOMPARE(log, folder + "/tarnaxe.log");
+        QCOMPARE(test::folderEntries(folder),
+                 (QStringList{"tarnaxe.log", "tarnaxe.log.1", "tarnaxe.log.2"}));
+        QVERIFY(test::fileContents(log).isEmpty());
+        QVERIFY(test::fileContents(log + ".1").endsWith(" info default: line 9\n"));
+        const QByteArray older = test::fileContents(log + ".2");
+        QVERIFY(older.contains(": line 4\n") && older.endsWith(": line 6\n"));
     }
 };
 
