@@ -132,7 +132,7 @@ private slots:
                  QCryptographicHash::hash(big + big, QCryptographicHash::Sha256).toHex());
     }
 
-    void httpRefusals()
+    void statusCodes()
     {
         for (const auto& [method, path, body, expected] :
              QList<std::tuple<QByteArray, QByteArray, QByteArray, int>>{
