@@ -59,6 +59,11 @@ public:
 
     // The last box's text, or an empty string.
     QString lastText() const { return boxes.isEmpty() ? QString() : boxes.last().text; }
+    // The last box as "title: text", or an empty string.
+    QString lastBox() const
+    {
+        return boxes.isEmpty() ? QString() : boxes.last().title + ": " + boxes.last().text;
+    }
 };
 
 } // namespace tarnaxe::test

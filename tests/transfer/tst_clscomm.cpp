@@ -23,6 +23,12 @@ class TestClsComm : public QObject {
     std::unique_ptr<clsComm> m_comm;
     test::RecordingView m_view;
 
+    // The nth request the server took, as "<page> <body>".
+    QByteArray asked(int n) const
+    {
+        return m_server->requests()[n].path + ' ' + m_server->requests()[n].body;
+    }
+
 private slots:
     void init()
     {
@@ -130,9 +136,6 @@ private slots:
         QCOMPARE(read('x', three + "Export:abc"), "EMSBlobReadError: No export data returned");
         QCOMPARE(read('e', three), "EMSBlobReadError: No  data returned");
         QCOMPARE(read('m', three), "MIEBlobReadError: No export data returned");
-        const auto asked = [this](int n) {
-            return m_server->requests()[n].path + ' ' + m_server->requests()[n].body;
-        };
         QCOMPARE(asked(0), "/dataup/ReadAssignmentExport.asp GUID:{G}\tExportField:EMSEnv\t");
         QCOMPARE(asked(1), "/dataup/ReadMIE.asp GUID:{G}\t");
         QCOMPARE(asked(2), "/dataup/ReadAssignmentEMS.asp GUID:{G}\tExportField:CCC201env\t");
@@ -151,10 +154,8 @@ private slots:
         QString base = "stale";
         QVERIFY(reads.ReadAssignmentBasename("{A}", message, base));
         QCOMPARE(base, " CL123 "); // the writers trim it
-        const auto& requests = m_server->requests();
-        QCOMPARE(requests[0].path + ' ' + requests[0].body,
-                 "/dataup/ReadAssignment.asp GUID:{A}\t");
-        QCOMPARE(requests[1].path, "/dataup/ReadAssignmentBasename.asp");
+        QCOMPARE(asked(0), "/dataup/ReadAssignment.asp GUID:{A}\t");
+        QCOMPARE(m_server->requests()[1].path, "/dataup/ReadAssignmentBasename.asp");
         for (const char* expected : {"Read Error: No Status returned", "Read Error: Not found",
                                      "Read Error: Unspecified Error!", "HTTP 500 Down"}) {
             QVERIFY(!reads.ReadAssignmentBasename("{A}", message, base));

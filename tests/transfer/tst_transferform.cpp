@@ -176,8 +176,7 @@ private slots:
                      }),
                  busyThen(kRead, "ERROR", "Error Occurred"));
         QVERIFY(pressed && test::folderEntries(folder).isEmpty());
-        QCOMPARE(m_ui.boxes.last().title + ": " + m_ui.lastText(),
-                 "Transfer Not Complete!: User cancelled the process");
+        QCOMPARE(m_ui.lastBox(), "Transfer Not Complete!: User cancelled the process");
     }
 
     // A command it does not know, no slot set up, a reply without data: nothing is written,
@@ -186,8 +185,7 @@ private slots:
     {
         QCOMPARE(run("DELETE"),
                  (QList<QStringList>{{"ERROR", "Error Occurred", "Interface Error"}}));
-        QCOMPARE(m_ui.boxes[0].title + ": " + m_ui.lastText(),
-                 "Program Error: Invalid I/O Command");
+        QCOMPARE(m_ui.lastBox(), "Program Error: Invalid I/O Command");
         QCOMPARE(run("READ"), busyThen(kRead, "ERROR", "Error Occurred"));
         QCOMPARE(m_ui.lastText(), "No assignment destinations have been defined in Setup");
         QVERIFY(m_ui.boxes[0].icon == MessageIcon::Critical &&
@@ -207,7 +205,7 @@ private slots:
             scripted.script(answers);
             QCOMPARE(run(command, scripted.hostPort()),
                      busyThen(caption, "ERROR", "Error Occurred"));
-            QCOMPARE(m_ui.boxes.last().title + ": " + m_ui.lastText(), box);
+            QCOMPARE(m_ui.lastBox(), box);
             QCOMPARE(scripted.requests().size(), answers.size());
             QVERIFY(test::folderEntries(m_settings->MIEDelivery).isEmpty());
         }

@@ -191,8 +191,7 @@ private slots:
             };
             m_ui.boxAnswers.enqueue(answer);
             QCOMPARE(run(), answer == MessageAnswer::No);
-            QCOMPARE(m_ui.boxes.last().title + ": " + m_ui.lastText(),
-                     "Cancel Upload: Are you sure?");
+            QCOMPARE(m_ui.lastBox(), "Cancel Upload: Are you sure?");
             const QJsonObject transaction = lastTransaction();
             QCOMPARE(transaction["state"].toString(),
                      answer == MessageAnswer::No ? "committed" : "open");
