@@ -1,7 +1,7 @@
 // The HTTP client. The reply parser fed whole, a byte at a time and in uneven pieces: each
-// framing, the answers it refuses, its limits to the byte. The
-// transport against a scripted server: one answer on a kept connection, the one resend after
-// a kept connection closed, the request's head, the time-out that only a silent server meets.
+// framing, the answers it refuses, its limits to the byte. The transport against a scripted
+// server: one answer on a kept connection, the one resend after a kept connection closed, the
+// request's head, the time-out that only a silent server meets.
 
 #include "http/HttpReplyParser.h"
 #include "http/HttpTransport.h"
